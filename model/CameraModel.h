@@ -1,0 +1,54 @@
+#pragma once
+
+#include "CameraItem.h"
+#include "RootItem.h"
+
+#include <QAbstractItemModel>
+#include <QHostAddress>
+#include <QMap>
+#include <QRecursiveMutex>
+
+#include <ctime>
+
+// The tree behind the camera view: every discovery answer is merged in here,
+// and new cameras are announced so the Web-API client can log in to them.
+class CameraModel : public QAbstractItemModel
+{
+    Q_OBJECT
+
+public:
+    explicit CameraModel(QObject *parent = nullptr);
+    ~CameraModel() override;
+
+    QSharedPointer<RootItem> root() const;
+    // A snapshot of the cameras in tree order; safe to call from any thread.
+    QList<QSharedPointer<CameraItem>> cameras() const;
+    QSharedPointer<CameraItem> findCamera(const QString &serial, const QHostAddress &address) const;
+    void clear();
+
+    QModelIndex index(int row, int column, const QModelIndex &parent = QModelIndex()) const override;
+    QModelIndex parent(const QModelIndex &index) const override;
+    int rowCount(const QModelIndex &parent = QModelIndex()) const override;
+    int columnCount(const QModelIndex &parent = QModelIndex()) const override;
+    QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
+
+public slots:
+    void addCamera(const QHostAddress &address, const QMap<QString, QString> &properties, const std::tm &last_connection);
+    // Replaces the rows of the category that the resource at path fills, announcing
+    // the change to the views. Must run on the model's thread.
+    void attachResource(const QSharedPointer<CameraItem> &camera, const QString &path, const QJsonDocument &document);
+
+signals:
+    void newCamera(QSharedPointer<CameraItem> camera);
+
+private:
+    QSharedPointer<CameraItem> findCameraLocked(const QString &serial, const QHostAddress &address) const;
+    QSharedPointer<CameraItem> createCamera(const QHostAddress &address, const QMap<QString, QString> &properties,
+                                            const std::tm &lastConnection);
+    static Item *itemOf(const QModelIndex &index);
+
+    // Recursive so that a receiver of newCamera connected directly may read the camera list.
+    mutable QRecursiveMutex m_mutex;
+    QSharedPointer<RootItem> m_root;
+};

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QJsonDocument>
+#include <QJsonValue>
+#include <QSharedPointer>
+#include <QString>
+
+class Item;
+
+// Conversion of Web-API JSON documents into rows of the camera tree.
+namespace JsonTree {
+
+// The text shown in the value column for a JSON value.
+QString valueText(const QJsonValue &value);
+
+// Unfolds document into rows below parent. At depth 0 the old rows are replaced
+// (and a category node keeps the document); a null document leaves everything as it was.
+void build(const QJsonDocument &document, const QSharedPointer<Item> &parent, int depth = 0);
+
+// How many rows build() puts directly below the parent for this document.
+int topLevelRowCount(const QJsonDocument &document);
+
+} // namespace JsonTree

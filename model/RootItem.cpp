@@ -1,0 +1,8 @@
+#include "RootItem.h"
+
+RootItem::RootItem(const QList<QVariant> &headers)
+    : Item(headers, {})
+{
+}
+
+RootItem::~RootItem() = default;
