@@ -1,0 +1,165 @@
+#include "CameraSpecParser.h"
+
+#include "LabAddresses.h"
+
+#include <QCryptographicHash>
+#include <QStringList>
+
+bool CameraSpecParser::parse(const QString &spec, CameraConfig *config, QString *error)
+{
+    CameraConfig result;
+    bool macGiven = false;
+    bool hostnameGiven = false;
+
+    for (const QString &item : splitItems(spec)) {
+        const qsizetype equals = item.indexOf(QLatin1Char('='));
+        const QString key = equals < 0 ? item : item.left(equals);
+        const QString value = equals < 0 ? QString() : item.mid(equals + 1);
+        const bool isFlag = equals < 0;
+
+        if (isFlag && key == QLatin1String("crlf")) {
+            result.crlfLineEnds = true;
+        } else if (isFlag && key == QLatin1String("noserial")) {
+            result.withoutSerial = true;
+        } else if (isFlag) {
+            *error = QStringLiteral("unknown flag '%1'").arg(key);
+            return false;
+        } else if (key == QLatin1String("serial")) {
+            result.serial = value;
+        } else if (key == QLatin1String("ipv4")) {
+            if (!parseAddress(value, QAbstractSocket::IPv4Protocol, &result.ipv4, error))
+                return false;
+        } else if (key == QLatin1String("ipv6")) {
+            if (!parseAddress(value, QAbstractSocket::IPv6Protocol, &result.ipv6, error))
+                return false;
+        } else if (key == QLatin1String("version")) {
+            result.firmwareVersion = value;
+        } else if (key == QLatin1String("model")) {
+            result.model = value;
+        } else if (key == QLatin1String("mac")) {
+            result.macAddress = value;
+            macGiven = true;
+        } else if (key == QLatin1String("hostname")) {
+            result.hostname = value;
+            hostnameGiven = true;
+        } else if (key == QLatin1String("password")) {
+            result.adminPassword = value;
+        } else if (key == QLatin1String("answer")) {
+            if (value == QLatin1String("unicast")) {
+                result.answerMode = CameraConfig::AnswerMode::Unicast;
+            } else if (value == QLatin1String("multicast")) {
+                result.answerMode = CameraConfig::AnswerMode::Multicast;
+            } else {
+                *error = QStringLiteral("answer must be unicast or multicast, not '%1'").arg(value);
+                return false;
+            }
+        } else if (key == QLatin1String("update")) {
+            if (!parseUpdateMode(value, &result)) {
+                *error = QStringLiteral("unknown update mode '%1'").arg(value);
+                return false;
+            }
+        } else {
+            *error = QStringLiteral("unknown key '%1'").arg(key);
+            return false;
+        }
+    }
+
+    if (result.serial.isEmpty()) {
+        *error = QStringLiteral("serial is missing");
+        return false;
+    }
+    if (result.ipv4.isNull() && result.ipv6.isNull()) {
+        *error = QStringLiteral("camera %1 needs ipv4 or ipv6").arg(result.serial);
+        return false;
+    }
+    if (!macGiven)
+        result.macAddress = defaultMacAddress(result.serial);
+    if (!hostnameGiven)
+        result.hostname = defaultHostname(result.serial);
+
+    *config = result;
+    return true;
+}
+
+QString CameraSpecParser::defaultMacAddress(const QString &serial)
+{
+    // Locally administered, so it can never clash with a real vendor's range.
+    QByteArray bytes = QCryptographicHash::hash(serial.toUtf8(), QCryptographicHash::Sha1).left(6);
+    bytes[0] = 0x02;
+    return QString::fromLatin1(bytes.toHex(':'));
+}
+
+QString CameraSpecParser::defaultHostname(const QString &serial)
+{
+    return QStringLiteral("cam-") + serial.toLower();
+}
+
+QStringList CameraSpecParser::splitItems(const QString &spec)
+{
+    QStringList items;
+    QString current;
+    bool escaped = false;
+    for (const QChar c : spec) {
+        if (escaped) {
+            current += c;
+            escaped = false;
+        } else if (c == QLatin1Char('\\')) {
+            escaped = true;
+        } else if (c == QLatin1Char(',')) {
+            items += current;
+            current.clear();
+        } else {
+            current += c;
+        }
+    }
+    items += current;
+    items.removeAll(QString());
+    return items;
+}
+
+bool CameraSpecParser::parseAddress(const QString &text,
+                                    QAbstractSocket::NetworkLayerProtocol protocol,
+                                    QHostAddress *address, QString *error)
+{
+    const QHostAddress parsed(text);
+    if (parsed.protocol() != protocol) {
+        *error = QStringLiteral("'%1' is not an %2 address")
+                     .arg(text, protocol == QAbstractSocket::IPv4Protocol ? QStringLiteral("IPv4")
+                                                                          : QStringLiteral("IPv6"));
+        return false;
+    }
+    if (!LabAddresses::isLabAddress(parsed)) {
+        *error = QStringLiteral("%1 is outside the lab networks (10.77/16, 10.78/16, fd77::/16, "
+                                "fd78::/16)")
+                     .arg(text);
+        return false;
+    }
+    *address = parsed;
+    return true;
+}
+
+bool CameraSpecParser::parseUpdateMode(const QString &text, CameraConfig *config)
+{
+    using Behaviour = CameraConfig::UpdateBehaviour;
+    if (text == QLatin1String("ok")) {
+        config->updateBehaviour = Behaviour::Verify;
+    } else if (text == QLatin1String("garbage")) {
+        config->updateBehaviour = Behaviour::Garbage;
+    } else if (text == QLatin1String("split")) {
+        config->updateBehaviour = Behaviour::Split;
+    } else if (text == QLatin1String("silent")) {
+        config->updateBehaviour = Behaviour::Silent;
+    } else if (text == QLatin1String("refuse")) {
+        config->updateBehaviour = Behaviour::Refuse;
+    } else if (text.startsWith(QLatin1String("code:"))) {
+        bool ok = false;
+        const int code = text.mid(5).toInt(&ok);
+        if (!ok)
+            return false;
+        config->updateBehaviour = Behaviour::FixedCode;
+        config->updateCode = code;
+    } else {
+        return false;
+    }
+    return true;
+}

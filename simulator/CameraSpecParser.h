@@ -1,0 +1,45 @@
+#pragma once
+
+#include "CameraConfig.h"
+
+#include <QString>
+
+// Reads one camera from its command-line text: comma-separated items, each "key=value" or a
+// bare flag. A literal comma or backslash inside a value is written "\," or "\\".
+//
+//   serial=TEXT          serial number, required
+//   ipv4=ADDRESS         IPv4 address of the camera (lab addresses only)
+//   ipv6=ADDRESS         IPv6 address of the camera (lab addresses only); ipv4 and/or ipv6
+//   version=TEXT         firmware version (default 1.0.0)
+//   model=TEXT           model name (default "ANPR Cam S1")
+//   mac=TEXT             MAC address (default: a locally administered one made from the serial)
+//   hostname=TEXT        host name (default: "cam-" and the serial in lower case)
+//   password=TEXT        admin password, source of the update key (default admin)
+//   answer=unicast|multicast
+//                        unicast (default): answer the probe's sender from the camera's address;
+//                        multicast: answer to the answer group of the probe's family, port 4900
+//   crlf                 end answer lines with CR-LF instead of LF
+//   noserial             leave the "S/N" line out of the answer
+//   update=MODE          update service behaviour, MODE one of
+//                          ok        verify and store the file (default)
+//                          code:N    read the token, answer the decimal code N
+//                          garbage   read the token, answer "OK!"
+//                          split     verify, answer in two TCP segments (" -2", then "02\n")
+//                          silent    read the token, close without answering
+//                          refuse    do not listen: connections are refused
+//
+// Example: serial=A100,ipv4=10.77.0.10,ipv6=fd77::10,version=3.2.1,answer=multicast,update=split
+class CameraSpecParser
+{
+public:
+    static bool parse(const QString &spec, CameraConfig *config, QString *error);
+
+    static QString defaultMacAddress(const QString &serial);
+    static QString defaultHostname(const QString &serial);
+
+private:
+    static QStringList splitItems(const QString &spec);
+    static bool parseAddress(const QString &text, QAbstractSocket::NetworkLayerProtocol protocol,
+                             QHostAddress *address, QString *error);
+    static bool parseUpdateMode(const QString &text, CameraConfig *config);
+};

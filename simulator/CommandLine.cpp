@@ -1,0 +1,189 @@
+#include "CommandLine.h"
+
+#include "CameraSpecParser.h"
+#include "FleetGenerator.h"
+#include "LabAddresses.h"
+
+#include <QCommandLineParser>
+#include <QSet>
+
+namespace {
+
+const char kDescription[] =
+    "Simulates number-plate cameras for the network lab (lab/netlab): each camera answers the\n"
+    "discovery probe and runs an update service on its own address. Run it only inside a\n"
+    "camera namespace of the lab; it refuses addresses outside 10.77/16, 10.78/16, fd77::/16\n"
+    "and fd78::/16.\n"
+    "\n"
+    "Camera text (--camera): comma-separated items, \"key=value\" or a bare flag;\n"
+    "write a literal comma or backslash in a value as \\, or \\\\.\n"
+    "  serial=TEXT           serial number (required)\n"
+    "  ipv4=ADDRESS          camera IPv4 address\n"
+    "  ipv6=ADDRESS          camera IPv6 address (at least one of ipv4/ipv6)\n"
+    "  version=TEXT          firmware version (default 1.0.0)\n"
+    "  model=TEXT            model name (default \"ANPR Cam S1\")\n"
+    "  mac=TEXT              MAC address (default derived from the serial)\n"
+    "  hostname=TEXT         host name (default cam-<serial>)\n"
+    "  password=TEXT         admin password, source of the update key (default admin)\n"
+    "  answer=unicast|multicast\n"
+    "                        unicast (default) answers the prober directly; multicast answers\n"
+    "                        to 239.192.13.231 or ff68::57a7, port 4900\n"
+    "  crlf                  end answer lines with CR-LF\n"
+    "  noserial              leave out the \"S/N\" line\n"
+    "  update=ok|code:N|garbage|split|silent|refuse\n"
+    "                        update service: verify and store (ok, default), answer code N,\n"
+    "                        answer \"OK!\", answer the real code in two TCP segments, close\n"
+    "                        without answering, or refuse connections\n"
+    "Example: --camera serial=A100,ipv4=10.77.0.10,ipv6=fd77::10,version=3.2.1,answer=multicast\n"
+    "\n"
+    "Fleet (--fleet N --network K [--fleet-start I]): N varied cameras SIMK-<index> on lab\n"
+    "address indexes I..I+N-1 of network K (10.7<6+K>.0.<10+index>, fd7<6+K>::<10+index>).\n"
+    "\n"
+    "Standard output, one line per event:\n"
+    "  ready                                   every socket of every camera is open\n"
+    "  datagram <serial> <sender> <hex>        any datagram received on the probe port\n"
+    "  answer <serial> <destination> <port>    a discovery answer was sent\n"
+    "  update-received <serial> <announced> <received>\n"
+    "                                          an update connection stopped reading: announced\n"
+    "                                          length and characters actually received\n"
+    "  updated <serial> <bytes>                a verified update file was accepted\n"
+    "  update-failed <serial> <code>           an update was refused with this code\n"
+    "  update-fault <serial> <mode>            a fault mode answered instead of verifying";
+
+} // namespace
+
+bool CommandLine::parse(const QCoreApplication &app, SimulatorOptions *options, QString *error)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QString::fromLatin1(kDescription));
+    parser.addHelpOption();
+    const QCommandLineOption camera(QStringLiteral("camera"),
+                                    QStringLiteral("Adds a camera (see above); repeatable."),
+                                    QStringLiteral("text"));
+    const QCommandLineOption fleet(QStringLiteral("fleet"),
+                                   QStringLiteral("Adds N generated cameras."),
+                                   QStringLiteral("N"));
+    const QCommandLineOption network(QStringLiteral("network"),
+                                     QStringLiteral("Lab network (1 or 2) of the fleet."),
+                                     QStringLiteral("K"), QStringLiteral("1"));
+    const QCommandLineOption fleetStart(QStringLiteral("fleet-start"),
+                                        QStringLiteral("First address index of the fleet."),
+                                        QStringLiteral("I"), QStringLiteral("0"));
+    const QCommandLineOption store(QStringLiteral("store"),
+                                   QStringLiteral("Keeps each accepted update file as "
+                                                  "<dir>/<serial>.bin."),
+                                   QStringLiteral("dir"));
+    const QCommandLineOption updatePort(QStringLiteral("update-port"),
+                                        QStringLiteral("TCP port of the update service."),
+                                        QStringLiteral("port"), QStringLiteral("4799"));
+    const QCommandLineOption probePort(QStringLiteral("probe-port"),
+                                       QStringLiteral("UDP port of the discovery probe."),
+                                       QStringLiteral("port"), QStringLiteral("4800"));
+    const QCommandLineOption probeGroup4(QStringLiteral("probe-group-ipv4"),
+                                         QStringLiteral("IPv4 group of the discovery probe."),
+                                         QStringLiteral("address"),
+                                         QStringLiteral("239.192.13.230"));
+    const QCommandLineOption probeGroup6(QStringLiteral("probe-group-ipv6"),
+                                         QStringLiteral("IPv6 group of the discovery probe."),
+                                         QStringLiteral("address"),
+                                         QStringLiteral("ff18::cada:dee0"));
+    const QCommandLineOption readTimeout(QStringLiteral("read-timeout-ms"),
+                                         QStringLiteral("Update service gives up on a token "
+                                                        "after this long without data."),
+                                         QStringLiteral("ms"), QStringLiteral("1500"));
+    parser.addOptions({camera, fleet, network, fleetStart, store, updatePort, probePort,
+                       probeGroup4, probeGroup6, readTimeout});
+    parser.process(app);
+
+    if (!parser.positionalArguments().isEmpty()) {
+        *error = QStringLiteral("unexpected argument '%1'").arg(parser.positionalArguments().first());
+        return false;
+    }
+
+    SimulatorOptions result;
+    for (const QString &spec : parser.values(camera)) {
+        CameraConfig config;
+        QString specError;
+        if (!CameraSpecParser::parse(spec, &config, &specError)) {
+            *error = QStringLiteral("--camera %1: %2").arg(spec, specError);
+            return false;
+        }
+        result.cameras.append(config);
+    }
+
+    if (parser.isSet(fleet)) {
+        bool countOk = false;
+        bool networkOk = false;
+        bool startOk = false;
+        const int count = parser.value(fleet).toInt(&countOk);
+        const int fleetNetwork = parser.value(network).toInt(&networkOk);
+        const int first = parser.value(fleetStart).toInt(&startOk);
+        if (!countOk || !startOk || count < 1 || first < 0
+            || first + count > LabAddresses::kMaxCameraCount) {
+            *error = QStringLiteral("--fleet and --fleet-start must stay within the %1 lab "
+                                    "addresses")
+                         .arg(LabAddresses::kMaxCameraCount);
+            return false;
+        }
+        if (!networkOk || fleetNetwork < 1 || fleetNetwork > LabAddresses::kNetworkCount) {
+            *error = QStringLiteral("--network must be 1 or 2");
+            return false;
+        }
+        result.cameras += FleetGenerator::generate(count, fleetNetwork, first);
+    }
+
+    if (result.cameras.isEmpty()) {
+        *error = QStringLiteral("no camera given (use --camera or --fleet)");
+        return false;
+    }
+
+    QSet<QString> addresses;
+    for (const CameraConfig &config : std::as_const(result.cameras)) {
+        for (const QHostAddress &address : {config.ipv4, config.ipv6}) {
+            if (address.isNull())
+                continue;
+            if (addresses.contains(address.toString())) {
+                *error = QStringLiteral("address %1 is used by two cameras").arg(address.toString());
+                return false;
+            }
+            addresses.insert(address.toString());
+        }
+    }
+
+    if (!parsePort(parser.value(updatePort), &result.updatePort)
+        || !parsePort(parser.value(probePort), &result.probePort)) {
+        *error = QStringLiteral("ports must be between 1 and 65535");
+        return false;
+    }
+
+    result.probeGroupIPv4 = QHostAddress(parser.value(probeGroup4));
+    result.probeGroupIPv6 = QHostAddress(parser.value(probeGroup6));
+    if (result.probeGroupIPv4.protocol() != QAbstractSocket::IPv4Protocol
+        || !result.probeGroupIPv4.isMulticast()
+        || result.probeGroupIPv6.protocol() != QAbstractSocket::IPv6Protocol
+        || !result.probeGroupIPv6.isMulticast()) {
+        *error = QStringLiteral("probe groups must be IPv4 and IPv6 multicast addresses");
+        return false;
+    }
+
+    bool timeoutOk = false;
+    result.readTimeoutMs = parser.value(readTimeout).toInt(&timeoutOk);
+    if (!timeoutOk || result.readTimeoutMs < 1) {
+        *error = QStringLiteral("--read-timeout-ms must be a positive number");
+        return false;
+    }
+
+    result.storeDirectory = parser.value(store);
+    *options = result;
+    return true;
+}
+
+bool CommandLine::parsePort(const QString &text, quint16 *port)
+{
+    bool ok = false;
+    const uint value = text.toUInt(&ok);
+    if (!ok || value < 1 || value > 65535)
+        return false;
+    *port = static_cast<quint16>(value);
+    return true;
+}

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "SimulatorOptions.h"
+
+#include <QCoreApplication>
+#include <QString>
+
+// The simulator's command line. "--help" prints the whole syntax, including the camera text
+// that CameraSpecParser reads.
+class CommandLine
+{
+public:
+    // Exits the process for --help and for unknown options, as QCommandLineParser does.
+    static bool parse(const QCoreApplication &app, SimulatorOptions *options, QString *error);
+
+private:
+    static bool parsePort(const QString &text, quint16 *port);
+};

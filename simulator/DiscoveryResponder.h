@@ -1,0 +1,53 @@
+#pragma once
+
+#include "CameraConfig.h"
+
+#include <QByteArray>
+#include <QHostAddress>
+#include <QNetworkInterface>
+#include <QObject>
+#include <QString>
+
+class QUdpSocket;
+
+// A camera's discovery side. For each of its address families it has a listener on the probe
+// port, joined to the probe group on the camera's interface, and an answerer bound to the
+// camera's own address and the probe port. Several cameras in one process each hold a listener
+// on the shared port, and the kernel hands every one of them its own copy of each probe; the
+// answerer makes sure that a camera's answer leaves from that camera's address.
+class DiscoveryResponder : public QObject
+{
+    Q_OBJECT
+
+public:
+    struct Settings
+    {
+        quint16 probePort = 4800;
+        QHostAddress probeGroupIPv4;
+        QHostAddress probeGroupIPv6;
+    };
+
+    static constexpr quint16 kAnswerPort = 4900;
+    static const QByteArray kProbe;
+
+    DiscoveryResponder(const CameraConfig &camera, const Settings &settings, QObject *parent);
+
+    bool start(QString *error);
+    QByteArray answerText() const;
+
+private:
+    struct Channel
+    {
+        QUdpSocket *listener = nullptr;
+        QUdpSocket *answerer = nullptr;
+        QHostAddress answerGroup;
+    };
+
+    bool openChannel(const QHostAddress &address, const QHostAddress &probeGroup,
+                     const QHostAddress &answerGroup, QString *error);
+    void onReadyRead(const Channel &channel, QUdpSocket *socket);
+    QString describe(const QHostAddress &address) const;
+
+    CameraConfig m_camera;
+    Settings m_settings;
+};

@@ -1,0 +1,12 @@
+#include "EventLog.h"
+
+#include <QByteArray>
+
+#include <cstdio>
+
+void EventLog::write(const QString &line)
+{
+    const QByteArray text = line.toUtf8() + '\n';
+    std::fwrite(text.constData(), 1, static_cast<size_t>(text.size()), stdout);
+    std::fflush(stdout);
+}

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "SimulatorOptions.h"
+
+#include <QObject>
+#include <QString>
+
+// All cameras of one process.
+class Simulator : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit Simulator(const SimulatorOptions &options, QObject *parent = nullptr);
+
+    // Creates the cameras and opens all their sockets; false with a reason on the first failure.
+    bool start(QString *error);
+
+private:
+    SimulatorOptions m_options;
+};
