@@ -37,6 +37,15 @@ constexpr SettingField kSettingFields[] = {
 
 const QUrl kMakerSite(QStringLiteral("https://www.plexano.com"));
 
+// The toolkit also takes the classic shorthand forms such as "239.192.13" (read as
+// 239.192.0.13); a user who typed three parts made a mistake, so only full dotted quads count.
+bool parseAddress(const QString &text, QHostAddress &address)
+{
+    if (!address.setAddress(text))
+        return false;
+    return address.protocol() != QAbstractSocket::IPv4Protocol || text.count(QLatin1Char('.')) == 3;
+}
+
 } // namespace
 
 CameraClient::CameraClient(QWidget *parent)
@@ -118,7 +127,7 @@ void CameraClient::onScan()
     QHostAddress address;
     bool portValid = false;
     bool ttlValid = false;
-    const bool addressValid = address.setAddress(ui->leMulticastAddress->text());
+    const bool addressValid = parseAddress(ui->leMulticastAddress->text(), address);
     const quint16 port = ui->leMulticastPort->text().toUShort(&portValid, 10);
     const quint32 ttl = ui->leTTL->text().toUInt(&ttlValid, 10);
 

@@ -1,0 +1,287 @@
+#include "CameraClient.h"
+
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QSortFilterProxyModel>
+#include <QTemporaryDir>
+#include <QTreeView>
+#include <QtTest>
+
+namespace {
+
+struct ShownBox
+{
+    QMessageBox::Icon icon = QMessageBox::NoIcon;
+    QString title;
+    QString text;
+};
+
+// Clicks the button and answers the modal box it opens (if any) with Ok, returning what it showed.
+ShownBox clickAndAnswer(QAbstractButton *button)
+{
+    ShownBox shown;
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, [&] {
+        auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+        if (!box)
+            return;
+        shown = {box->icon(), box->windowTitle(), box->text()};
+        box->button(QMessageBox::Ok)->click();
+    });
+    poll.start(10);
+    button->click();
+    return shown;
+}
+
+std::tm someTime()
+{
+    std::tm time{};
+    time.tm_year = 124;
+    time.tm_mday = 1;
+    return time;
+}
+
+} // namespace
+
+class CameraClientTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_configHome.isValid());
+        qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_configHome.path()));
+        QCoreApplication::setOrganizationName(QStringLiteral("Plexano"));
+        QCoreApplication::setApplicationName(QStringLiteral("Activation-Service"));
+    }
+
+    void init()
+    {
+        QSettings().clear();
+        // Any warning fails the test, but the offscreen platform's own note about message boxes.
+        QTest::failOnWarning(QRegularExpression(QStringLiteral("^(?!This plugin does not support propagateSizeHints)")));
+        m_window = std::make_unique<CameraClient>();
+    }
+
+    void cleanup()
+    {
+        m_window.reset();
+    }
+
+    void firstStartShowsBuiltInValues()
+    {
+        QCOMPARE(m_window->windowTitle(), QStringLiteral("Camera Discovery and Setup"));
+        QCOMPARE(field("leMulticastAddress")->text(), QStringLiteral("239.192.13.230"));
+        QCOMPARE(field("leMulticastPort")->text(), QStringLiteral("4800"));
+        QCOMPARE(field("leTTL")->text(), QStringLiteral("16"));
+        QCOMPARE(field("leUpdatePort")->text(), QStringLiteral("4799"));
+        QVERIFY(field("leUser")->text().isEmpty());
+        QVERIFY(field("leWebUser")->text().isEmpty());
+    }
+
+    void settingsSurviveARestart_data()
+    {
+        QTest::addColumn<bool>("byCloseAction");
+        QTest::newRow("window close button") << false;
+        QTest::newRow("Close action") << true;
+    }
+
+    void settingsSurviveARestart()
+    {
+        QFETCH(bool, byCloseAction);
+        const QStringList values{"not an address", "4801", "7", "5000", "admin", "web"};
+        const QStringList names{"leMulticastAddress", "leMulticastPort", "leTTL", "leUpdatePort", "leUser", "leWebUser"};
+        for (int i = 0; i < names.size(); ++i)
+            field(names.at(i))->setText(values.at(i));
+        field("lePassword")->setText(QStringLiteral("secret"));
+        field("leWebPassword")->setText(QStringLiteral("secret"));
+
+        if (byCloseAction)
+            m_window->findChild<QAction *>(QStringLiteral("maClose"))->trigger();
+        else
+            m_window->close();
+        m_window = std::make_unique<CameraClient>();
+
+        for (int i = 0; i < names.size(); ++i)
+            QCOMPARE(field(names.at(i))->text(), values.at(i));
+        QVERIFY(field("lePassword")->text().isEmpty());
+        QVERIFY(!QSettings().allKeys().join(QLatin1Char(' ')).contains(QStringLiteral("password")));
+    }
+
+    void scanValidation_data()
+    {
+        QTest::addColumn<QString>("address");
+        QTest::addColumn<QString>("port");
+        QTest::addColumn<QString>("ttl");
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<QString>("text");
+        const QString badAddress = "The specified IP address is invalid.";
+        const QString badPort = "Given number is not a valid port number.";
+        const QString badTtl = "TTL value is invalid.";
+        QTest::newRow("short address, bad port too") << "239.192.13" << "65536" << "16" << "Invalid IP address" << badAddress;
+        QTest::newRow("port 65536") << "239.192.13.230" << "65536" << "16" << "Invalid Port" << badPort;
+        QTest::newRow("port text") << "239.192.13.230" << "48o0" << "16" << "Invalid Port" << badPort;
+        QTest::newRow("negative TTL") << "239.192.13.230" << "4800" << "-1" << "Invalid TTL" << badTtl;
+        QTest::newRow("TTL text") << "239.192.13.230" << "4800" << "abc" << "Invalid TTL" << badTtl;
+        QTest::newRow("IPv6 group") << "ff18::CADA:DEE0" << "4800" << "255" << "" << "";
+        QTest::newRow("unicast address, TTL 300") << "10.77.0.10" << "4800" << "300" << "" << "";
+    }
+
+    void scanValidation()
+    {
+        QFETCH(QString, address);
+        QFETCH(QString, port);
+        QFETCH(QString, ttl);
+        QFETCH(QString, title);
+        QFETCH(QString, text);
+        field("leMulticastAddress")->setText(address);
+        field("leMulticastPort")->setText(port);
+        field("leTTL")->setText(ttl);
+        QSignalSpy initialised(m_window.get(), &CameraClient::initFinder);
+
+        const ShownBox shown = clickAndAnswer(button("pbScan"));
+
+        QCOMPARE(shown.title, title);
+        QCOMPARE(shown.text, text);
+        if (title.isEmpty()) {
+            QCOMPARE(initialised.count(), 1);
+            QCOMPARE(initialised.at(0).at(0).value<QHostAddress>(), QHostAddress(address));
+            QCOMPARE(initialised.at(0).at(1).value<quint16>(), port.toUShort());
+            QCOMPARE(initialised.at(0).at(2).value<quint32>(), ttl.toUInt());
+        } else {
+            QCOMPARE(shown.icon, QMessageBox::Critical);
+            QCOMPARE(initialised.count(), 0);
+        }
+    }
+
+    void defaultButtons_data()
+    {
+        QTest::addColumn<QString>("buttonName");
+        QTest::addColumn<QString>("address");
+        QTest::newRow("IPv4") << "pbIPv4Default" << "239.192.13.230";
+        QTest::newRow("IPv6") << "pbIPv6Default" << "ff18::CADA:DEE0";
+    }
+
+    void defaultButtons()
+    {
+        QFETCH(QString, buttonName);
+        QFETCH(QString, address);
+        field("leMulticastAddress")->setText(QStringLiteral("1.2.3.4"));
+        field("leMulticastPort")->setText(QStringLiteral("1"));
+        field("leUpdatePort")->setText(QStringLiteral("2"));
+        button(buttonName)->click();
+        QCOMPARE(field("leMulticastAddress")->text(), address);
+        QCOMPARE(field("leMulticastPort")->text(), QStringLiteral("4800"));
+        QCOMPARE(field("leUpdatePort")->text(), QStringLiteral("4799"));
+        QCOMPARE(field("leTTL")->text(), QStringLiteral("255"));
+    }
+
+    void credentials_data()
+    {
+        QTest::addColumn<QString>("prefix");
+        QTest::addColumn<QString>("user");
+        QTest::addColumn<QString>("password");
+        QTest::addColumn<int>("icon");
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<QString>("text");
+        const QString empty = "Username and Password must not be empty.";
+        QTest::newRow("admin, no password") << "" << "admin" << "" << int(QMessageBox::Warning) << "Empty Credentials" << empty;
+        QTest::newRow("admin, no user") << "" << "" << "pw" << int(QMessageBox::Warning) << "Empty Credentials" << empty;
+        QTest::newRow("admin set") << "" << "admin" << "pw" << int(QMessageBox::Information) << "Set Credentials"
+                                   << "Credentials have been updated.";
+        QTest::newRow("web, no password") << "Web" << "user" << "" << int(QMessageBox::Warning) << "Empty Credentials" << empty;
+        QTest::newRow("web set") << "Web" << "user" << "pw" << int(QMessageBox::Information) << "Set Credentials"
+                                 << "Credentials for the Web-API have been updated.";
+    }
+
+    void credentials()
+    {
+        QFETCH(QString, prefix);
+        QFETCH(QString, user);
+        QFETCH(QString, password);
+        QFETCH(int, icon);
+        QFETCH(QString, title);
+        QFETCH(QString, text);
+        model()->addCamera(QHostAddress("10.77.0.10"), {{"S/N", "A"}}, someTime());
+        model()->addCamera(QHostAddress("10.77.0.11"), {{"S/N", "B"}}, someTime());
+        field("le" + prefix + "User")->setText(user);
+        field("le" + prefix + "Password")->setText(password);
+        QSignalSpy credentials(m_window.get(), &CameraClient::newCredentials);
+        QSignalSpy refreshed(m_window.get(), &CameraClient::refresh);
+
+        const ShownBox shown =
+            clickAndAnswer(button(prefix.isEmpty() ? "pbSetAdminCredentials" : "pbSetWebCredentials"));
+
+        QCOMPARE(int(shown.icon), icon);
+        QCOMPARE(shown.title, title);
+        QCOMPARE(shown.text, text);
+        const bool webSet = !prefix.isEmpty() && icon == QMessageBox::Information;
+        QCOMPARE(credentials.count(), webSet ? 1 : 0);
+        QCOMPARE(refreshed.count(), webSet ? 2 : 0);
+        if (webSet) {
+            QCOMPARE(credentials.at(0), (QList<QVariant>{user, password}));
+            QCOMPARE(refreshed.at(1).at(0).value<QSharedPointer<CameraItem>>()->serial(), QStringLiteral("B"));
+        }
+    }
+
+    void scanBurstSendsTwentyProbes()
+    {
+        model()->addCamera(QHostAddress("10.77.0.10"), {{"S/N", "A"}}, someTime());
+        const QSharedPointer<CameraItem> camera = model()->cameras().first();
+        camera->setUpdateStatus(0);
+        QSignalSpy probes(m_window.get(), &CameraClient::startScan);
+        auto *timer = m_window->findChild<QTimer *>(QStringLiteral("scanTimer"));
+
+        clickAndAnswer(button("pbScan"));
+        QCOMPARE(camera->updateStatus(), -255);
+        QVERIFY(timer->isActive());
+        QCOMPARE(timer->interval(), 500);
+
+        QTRY_COMPARE_WITH_TIMEOUT(probes.count(), 5, 5000);
+        clickAndAnswer(button("pbScan"));
+        QTRY_COMPARE_WITH_TIMEOUT(probes.count(), 20, 15000);
+        QVERIFY2(!timer->isActive(), "a second press must not add probes to the burst");
+    }
+
+    void clearEmptiesTheTree()
+    {
+        model()->addCamera(QHostAddress("10.77.0.10"), {{"S/N", "A"}}, someTime());
+        auto *view = m_window->findChild<QTreeView *>(QStringLiteral("tvCameras"));
+        QCOMPARE(view->model()->rowCount(), 1);
+        button("pbClear")->click();
+        QCOMPARE(view->model()->rowCount(), 0);
+    }
+
+private:
+    QLineEdit *field(const QString &name) const
+    {
+        auto *edit = m_window->findChild<QLineEdit *>(name);
+        if (!edit)
+            qFatal("no line edit %s", qPrintable(name));
+        return edit;
+    }
+
+    QPushButton *button(const QString &name) const
+    {
+        auto *pushButton = m_window->findChild<QPushButton *>(name);
+        if (!pushButton)
+            qFatal("no button %s", qPrintable(name));
+        return pushButton;
+    }
+
+    CameraModel *model() const
+    {
+        auto *proxy = qobject_cast<QSortFilterProxyModel *>(
+            m_window->findChild<QTreeView *>(QStringLiteral("tvCameras"))->model());
+        return qobject_cast<CameraModel *>(proxy->sourceModel());
+    }
+
+    QTemporaryDir m_configHome;
+    std::unique_ptr<CameraClient> m_window;
+};
+
+QTEST_MAIN(CameraClientTest)
+#include "tst_CameraClient.moc"
