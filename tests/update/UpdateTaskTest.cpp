@@ -1,0 +1,141 @@
+#include "CameraModel.h"
+#include "TaskRunner.h"
+#include "UpdateTask.h"
+
+#include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QtEndian>
+
+#include <ctime>
+#include <memory>
+
+// UpdateTask against a stand-in camera on the loopback interface: the bytes it puts on
+// the wire, and the texts of socket errors as the user reads them.
+class UpdateTaskTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void bytesOnTheWire_data();
+    void bytesOnTheWire();
+    void socketErrorTexts_data();
+    void socketErrorTexts();
+
+private:
+    QTemporaryDir m_directory;
+    CameraModel m_model;
+    QSharedPointer<CameraItem> m_camera;
+};
+
+void UpdateTaskTest::initTestCase()
+{
+    QVERIFY(m_directory.isValid());
+    const std::time_t now = std::time(nullptr);
+    m_model.addCamera(QHostAddress::LocalHost, {{QStringLiteral("S/N"), QStringLiteral("X1")}}, *std::localtime(&now));
+    QCOMPARE(m_model.cameras().size(), 1);
+    m_camera = m_model.cameras().first();
+}
+
+void UpdateTaskTest::bytesOnTheWire_data()
+{
+    QTest::addColumn<int>("size");
+    QTest::addColumn<QByteArray>("prefix");
+    QTest::addColumn<int>("sent");
+    QTest::newRow("empty: 100 announced, 76 sent") << 0 << QByteArray::fromHex("0000000000000064") << 76;
+    QTest::newRow("1 byte") << 1 << QByteArray::fromHex("0000000000000064") << 100;
+    QTest::newRow("15 bytes") << 15 << QByteArray::fromHex("0000000000000064") << 100;
+    QTest::newRow("16 bytes") << 16 << QByteArray::fromHex("0000000000000078") << 120;
+    QTest::newRow("6144 bytes") << 6144 << QByteArray::fromHex("0000000000002064") << 8292;
+}
+
+void UpdateTaskTest::bytesOnTheWire()
+{
+    QFETCH(int, size);
+    QFETCH(int, sent);
+    const QString path = m_directory.filePath(QStringLiteral("update-%1.bin").arg(size));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(QByteArray(size, 'u'));
+    file.close();
+
+    QTcpServer server;
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    TaskRunner runner(m_camera, path, server.serverPort(), QStringLiteral("secret"));
+    runner.start();
+    QVERIFY(server.waitForNewConnection(10000));
+    std::unique_ptr<QTcpSocket> peer(server.nextPendingConnection());
+
+    QByteArray received;
+    QVERIFY(QTest::qWaitFor(
+        [&] {
+            received += peer->readAll();
+            return received.size() >= 8 + sent;
+        },
+        10000));
+    peer->write("0");
+    QVERIFY(runner.waitForEnd(10000));
+    // The task closes after the answer, so everything it sent is in once the peer sees the end.
+    QTRY_COMPARE_WITH_TIMEOUT(peer->state(), QAbstractSocket::UnconnectedState, 10000);
+    received += peer->readAll();
+
+    QTEST(received.left(8), "prefix");
+    QCOMPARE(received.size(), 8 + sent);
+    const QByteArray token = QByteArray::fromBase64(received.mid(8), QByteArray::Base64UrlEncoding);
+    QCOMPARE(quint8(token.at(0)), quint8(0x80));
+    QCOMPARE(runner.events(), QStringList({"sending", "applying", "status"}));
+    QVERIFY(runner.emittedOnlyFromTaskThread());
+    QCOMPARE(m_camera->updateStatus(), 0);
+}
+
+void UpdateTaskTest::socketErrorTexts_data()
+{
+    QTest::addColumn<int>("socketError");
+    QTest::addColumn<QString>("text");
+    const QStringList texts = {
+        "Unknown socket error",
+        "Connection refused by peer.",
+        "Remote host closed connection.",
+        "Host address not found.",
+        "Socket acces denied. Lacking privileges.",
+        "Ran out of resources (e.g. too many sockets).",
+        "Connection timeout",
+        "Datagramm too large",
+        "Network error",
+        "Address already in use.",
+        "Address does not belong to host.",
+        "Unsupported operation",
+        "Unfinished socket operation in progress.",
+        "Authentication required by proxy.",
+        "SSL/TLS handshake failed, no secured connection could be established.",
+        "Proxy refused connection.",
+        "Proxy closed connection.",
+        "Proxy timed out.",
+        "Proxy not found.",
+        "Proxy response could not be understood.",
+        "Operation not permitted.",
+        "Internal SSL error.",
+        "Invalid SSL data (certificate, key, cypher, etc.).",
+        "A temporary error occured.",
+    };
+    for (int value = -1; value <= 22; ++value)
+        QTest::addRow("%d", value) << value << texts.at(value + 1);
+    QTest::newRow("99") << 99 << "Error: 99";
+}
+
+void UpdateTaskTest::socketErrorTexts()
+{
+    QFETCH(int, socketError);
+    QFETCH(QString, text);
+    UpdateTask task(m_camera, QString(), 4799, QStringLiteral("admin"), QStringLiteral("secret"));
+    QSignalSpy errors(&task, &UpdateTask::error);
+    task.onError(QAbstractSocket::SocketError(socketError));
+    QCOMPARE(errors.count(), 1);
+    QCOMPARE(errors.first().first().toString(), QStringLiteral("Camera at 127.0.0.1: ") + text);
+}
+
+QTEST_GUILESS_MAIN(UpdateTaskTest)
+#include "UpdateTaskTest.moc"
