@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and takes docs/main-window.png: the main window after a
+# scan has found eight simulated cameras, under Xvfb inside the network lab. Needs root.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+
+"$root/scripts/install-deps.sh"
+build="$root/build/release"
+cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
+cmake --build "$build" -j2 --target window-screenshot camera-simulator
+
+settings=$(mktemp -d)
+trap 'rm -rf "$settings"' EXIT
+XDG_CONFIG_HOME="$settings" "$root/lab/netlab" "$root/lab/demo" "$build" \
+    xvfb-run --auto-servernum --server-args="-screen 0 1000x800x24" \
+    "$build/tools/screenshot/window-screenshot" "$root/docs/main-window.png" 8
+echo "wrote $root/docs/main-window.png"
