@@ -2,6 +2,7 @@
 #include "TaskRunner.h"
 #include "UpdateTask.h"
 
+#include <QFile>
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -22,10 +23,17 @@ private slots:
     void initTestCase();
     void bytesOnTheWire_data();
     void bytesOnTheWire();
+    void statusReplies_data();
+    void statusReplies();
     void socketErrorTexts_data();
     void socketErrorTexts();
 
 private:
+    // Runs a task against a local listener that answers reply once expectedBytes have come in;
+    // returns all bytes the task sent and fills events with the task's signals.
+    QByteArray exchange(const QString &path, int expectedBytes, const QByteArray &reply, QStringList *events);
+    QString writeFile(int size);
+
     QTemporaryDir m_directory;
     CameraModel m_model;
     QSharedPointer<CameraItem> m_camera;
@@ -52,43 +60,83 @@ void UpdateTaskTest::bytesOnTheWire_data()
     QTest::newRow("6144 bytes") << 6144 << QByteArray::fromHex("0000000000002064") << 8292;
 }
 
+QByteArray UpdateTaskTest::exchange(const QString &path, int expectedBytes, const QByteArray &reply, QStringList *events)
+{
+    QTcpServer server;
+    if (!server.listen(QHostAddress::LocalHost))
+        return {};
+    TaskRunner runner(m_camera, path, server.serverPort(), QStringLiteral("secret"));
+    runner.start();
+    if (!server.waitForNewConnection(10000))
+        return {};
+    const std::unique_ptr<QTcpSocket> peer(server.nextPendingConnection());
+
+    QByteArray received;
+    const bool complete = QTest::qWaitFor(
+        [&] {
+            received += peer->readAll();
+            return received.size() >= expectedBytes;
+        },
+        10000);
+    if (!complete)
+        return received;
+    peer->write(reply);
+    if (!runner.waitForEnd(10000))
+        return received;
+    // The task closes after the answer, so everything it sent is in once the peer sees the end.
+    if (!QTest::qWaitFor([&] { return peer->state() == QAbstractSocket::UnconnectedState; }, 10000))
+        return received;
+    received += peer->readAll();
+    *events = runner.events();
+    if (!runner.emittedOnlyFromTaskThread())
+        *events << QStringLiteral("signal from a foreign thread");
+    return received;
+}
+
+QString UpdateTaskTest::writeFile(int size)
+{
+    const QString path = m_directory.filePath(QStringLiteral("update-%1.bin").arg(size));
+    QFile file(path);
+    if (file.open(QIODevice::WriteOnly))
+        file.write(QByteArray(size, 'u'));
+    return path;
+}
+
 void UpdateTaskTest::bytesOnTheWire()
 {
     QFETCH(int, size);
     QFETCH(int, sent);
-    const QString path = m_directory.filePath(QStringLiteral("update-%1.bin").arg(size));
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(QByteArray(size, 'u'));
-    file.close();
-
-    QTcpServer server;
-    QVERIFY(server.listen(QHostAddress::LocalHost));
-    TaskRunner runner(m_camera, path, server.serverPort(), QStringLiteral("secret"));
-    runner.start();
-    QVERIFY(server.waitForNewConnection(10000));
-    std::unique_ptr<QTcpSocket> peer(server.nextPendingConnection());
-
-    QByteArray received;
-    QVERIFY(QTest::qWaitFor(
-        [&] {
-            received += peer->readAll();
-            return received.size() >= 8 + sent;
-        },
-        10000));
-    peer->write("0");
-    QVERIFY(runner.waitForEnd(10000));
-    // The task closes after the answer, so everything it sent is in once the peer sees the end.
-    QTRY_COMPARE_WITH_TIMEOUT(peer->state(), QAbstractSocket::UnconnectedState, 10000);
-    received += peer->readAll();
+    QStringList events;
+    const QByteArray received = exchange(writeFile(size), 8 + sent, "0", &events);
 
     QTEST(received.left(8), "prefix");
     QCOMPARE(received.size(), 8 + sent);
     const QByteArray token = QByteArray::fromBase64(received.mid(8), QByteArray::Base64UrlEncoding);
     QCOMPARE(quint8(token.at(0)), quint8(0x80));
-    QCOMPARE(runner.events(), QStringList({"sending", "applying", "status"}));
-    QVERIFY(runner.emittedOnlyFromTaskThread());
+    QCOMPARE(events, QStringList({"sending", "applying", "status"}));
     QCOMPARE(m_camera->updateStatus(), 0);
+}
+
+void UpdateTaskTest::statusReplies_data()
+{
+    QTest::addColumn<QByteArray>("reply");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("blanks around the number") << QByteArray(" -202\n") << -202 << "Update file damaged/truncated (at ";
+    // The first segment of " -201\n"; the task reads it, closes and never waits for the rest.
+    QTest::newRow("first segment only") << QByteArray(" -2") << -2 << "Unknown Error: -2 (at ";
+}
+
+void UpdateTaskTest::statusReplies()
+{
+    QFETCH(QByteArray, reply);
+    QFETCH(QString, text);
+    QStringList events;
+    exchange(writeFile(1), 8 + 100, reply, &events);
+    QCOMPARE(events, QStringList({"sending", "applying", "status"}));
+    QTEST(m_camera->updateStatus(), "code");
+    QVERIFY2(m_camera->updateStatusRow()->data(1).toString().startsWith(text),
+             qPrintable(m_camera->updateStatusRow()->data(1).toString()));
 }
 
 void UpdateTaskTest::socketErrorTexts_data()
