@@ -25,7 +25,7 @@ private slots:
             << QByteArray("MAC: 00:11:22:33:44:55") << Properties{{"MAC", "00:11:22:33:44:55"}};
         QTest::newRow("later key wins") << QByteArray("S/N: 1\nS/N: 2") << Properties{{"S/N", "2"}};
         QTest::newRow("text ends at NUL")
-            << QByteArray("S/N: 1\nModel: A\0Hidden: yes\n", 31) << Properties{{"S/N", "1"}, {"Model", "A"}};
+            << QByteArray("S/N: 1\nModel: A") + '\0' + "Hidden: yes\n" << Properties{{"S/N", "1"}, {"Model", "A"}};
         QTest::newRow("blanks around key and value")
             << QByteArray("  Name :   front gate  \n") << Properties{{"Name", "front gate"}};
         QTest::newRow("empty key and value") << QByteArray(": \n") << Properties{{"", ""}};

@@ -8,11 +8,14 @@
 
 namespace {
 
-QSharedPointer<JsonItem> makeCategory()
+// A category node outside any model. Parent and child links are both strong, so whoever
+// owns a tree releases its rows when done, as the camera model does.
+struct Category
 {
-    return QSharedPointer<JsonItem>::create(QList<QVariant>{QStringLiteral("System"), QString()},
-                                            QSharedPointer<Item>());
-}
+    QSharedPointer<JsonItem> node = QSharedPointer<JsonItem>::create(
+        QList<QVariant>{QStringLiteral("System"), QString()}, QSharedPointer<Item>());
+    ~Category() { node->clearChildren(); }
+};
 
 // Renders a subtree as "label=value" lines, children indented, so a whole tree compares at once.
 QStringList render(const QSharedPointer<Item> &node, int indent = 0)
@@ -81,7 +84,8 @@ private slots:
     {
         QFETCH(QByteArray, json);
         QFETCH(QStringList, rows);
-        const QSharedPointer<JsonItem> category = makeCategory();
+        const Category owner;
+        const QSharedPointer<JsonItem> &category = owner.node;
         const QJsonDocument document = QJsonDocument::fromJson(json);
         JsonTree::build(document, category);
         QCOMPARE(render(category), rows);
@@ -95,7 +99,8 @@ private slots:
 
     void reattachReplacesAndNullKeeps()
     {
-        const QSharedPointer<JsonItem> category = makeCategory();
+        const Category owner;
+        const QSharedPointer<JsonItem> &category = owner.node;
         JsonTree::build(QJsonDocument::fromJson(R"({"a": 1, "b": 2})"), category);
         const QSharedPointer<Item> oldRow = category->child(0);
 
