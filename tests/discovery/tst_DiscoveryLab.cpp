@@ -155,6 +155,27 @@ private slots:
         QVERIFY(model.findCamera("TWIN", Lab::cameraIPv4(1, 1)));
     }
 
+    // Multicast answers reach only a listener bound for the probe's family, so each
+    // reconfiguration must rebind it: IPv4, then IPv6, then IPv4 again.
+    void reconfiguresBetweenFamilies()
+    {
+        SimulatorProcess simulator;
+        QVERIFY(simulator.start(1, {Lab::cameraSpec(1, 0, "M100", "answer=multicast")}));
+        CameraModel model;
+        FinderOnThread finder(model);
+        finder.startBurst();
+        const QList<QPair<const char *, QHostAddress>> steps{
+            {CameraFinder::kDefaultProbeGroupIPv4, Lab::cameraIPv4(1, 0)},
+            {CameraFinder::kDefaultProbeGroupIPv6, Lab::cameraIPv6(1, 0)},
+            {CameraFinder::kDefaultProbeGroupIPv4, Lab::cameraIPv4(1, 0)},
+        };
+        for (const auto &[group, cameraAddress] : steps) {
+            model.clear();
+            finder.configure(QHostAddress(QLatin1String(group)));
+            QTRY_VERIFY_WITH_TIMEOUT(model.findCamera("M100", cameraAddress), 10000);
+        }
+    }
+
     // A scan before the finder knows its group sends nothing; the probe that follows is
     // the 12 bytes "Hello there!" and nothing else.
     void probeOnTheWire()
