@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QByteArray>
 #include <QIODevice>
 
 // A file stand-in that announces its whole size but fails every read past a given offset,
@@ -10,7 +9,7 @@ class FailingDevice : public QIODevice
     Q_OBJECT
 
 public:
-    FailingDevice(const QByteArray &content, qint64 failAt, QObject *parent = nullptr);
+    FailingDevice(qint64 size, qint64 failAt);
 
     qint64 size() const override;
 
@@ -19,6 +18,6 @@ protected:
     qint64 writeData(const char *data, qint64 size) override;
 
 private:
-    QByteArray m_content;
+    qint64 m_size;
     qint64 m_failAt;
 };

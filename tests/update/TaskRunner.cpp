@@ -2,7 +2,6 @@
 
 #include "UpdateTask.h"
 
-#include <QDeadlineTimer>
 #include <QTest>
 
 TaskRunner::TaskRunner(const QSharedPointer<CameraItem> &camera, const QString &filePath, quint16 port,
@@ -14,14 +13,15 @@ TaskRunner::TaskRunner(const QSharedPointer<CameraItem> &camera, const QString &
         const QMutexLocker locker(&m_mutex);
         m_emitters.insert(QThread::currentThread());
     };
-    for (auto signal : {&UpdateTask::sendingUpdate, &UpdateTask::applyingUpdate, &UpdateTask::updateStatus})
+    const auto record = [this](const QString &event) { return [this, event] { m_events << event; }; };
+    for (const auto &[signal, event] : {std::pair(&UpdateTask::sendingUpdate, "sending"),
+                                        std::pair(&UpdateTask::applyingUpdate, "applying"),
+                                        std::pair(&UpdateTask::updateStatus, "status")}) {
         connect(m_task, signal, m_task, noteEmitter, Qt::DirectConnection);
+        connect(m_task, signal, this, record(QString::fromLatin1(event)));
+    }
     connect(m_task, &UpdateTask::error, m_task, noteEmitter, Qt::DirectConnection);
-
-    connect(m_task, &UpdateTask::sendingUpdate, this, [this] { record(QStringLiteral("sending")); });
-    connect(m_task, &UpdateTask::applyingUpdate, this, [this] { record(QStringLiteral("applying")); });
-    connect(m_task, &UpdateTask::updateStatus, this, [this] { record(QStringLiteral("status")); });
-    connect(m_task, &UpdateTask::error, this, [this](const QString &text) { record(QStringLiteral("error: ") + text); });
+    connect(m_task, &UpdateTask::error, this, [this](const QString &text) { m_events << QStringLiteral("error: ") + text; });
 }
 
 TaskRunner::~TaskRunner()
@@ -56,9 +56,4 @@ bool TaskRunner::emittedOnlyFromTaskThread() const
 {
     const QMutexLocker locker(&m_mutex);
     return m_emitters == QSet<const QThread *>{&m_thread};
-}
-
-void TaskRunner::record(const QString &event)
-{
-    m_events << event;
 }

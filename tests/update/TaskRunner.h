@@ -10,9 +10,8 @@
 class CameraItem;
 class UpdateTask;
 
-// Runs one UpdateTask the way the main window does: on a thread of its own, started by a
-// queued call of init(). Records the task's signals in order, as seen from the test's
-// thread, and which threads emitted them.
+// Runs one UpdateTask as the main window does: on a thread of its own, started by a queued
+// init(). Records the task's signals as they reach the test's thread, and who emitted them.
 class TaskRunner : public QObject
 {
     Q_OBJECT
@@ -23,17 +22,15 @@ public:
     ~TaskRunner() override;
 
     void start();
-    // True once the task has reported a status or an error, within the timeout.
+    // True once the task has reported a status or an error within the time-out.
     bool waitForEnd(int timeoutMs);
     // "sending", "applying", "status" and "error: <text>", in the order they arrived.
     QStringList events() const;
     bool emittedOnlyFromTaskThread() const;
 
 private:
-    void record(const QString &event);
-
     QThread m_thread;
-    // Lives in m_thread; deleted there before the thread ends.
+    // Lives in m_thread and is deleted there before the thread ends.
     UpdateTask *m_task;
     QStringList m_events;
     mutable QMutex m_mutex;

@@ -16,68 +16,22 @@
 namespace {
 
 constexpr quint16 kUpdatePort = 4799;
-constexpr int kTaskTimeoutMs = 15000;
+constexpr int kTimeoutMs = 15000;
 const QString kPassword = QStringLiteral("Lab-Admin-7");
-
-struct LabCamera
-{
-    QString serial;
-    QString options;
-};
-
-// One simulated camera per behaviour, each on its own lab address (its index here).
-const QList<LabCamera> &labCameras()
-{
-    static const QList<LabCamera> cameras = {
-        {"UPD-VERIFIED", "password=" + kPassword},
-        {"UPD-INTACT", "password=" + kPassword},
-        {"UPD-NOFILE", "password=" + kPassword},
-        {"UPD-WRONG-PASSWORD", "password=other-password"},
-        {"UPD-REFUSE", "update=refuse"},
-        {"UPD-GARBAGE", "update=garbage"},
-        {"UPD-SILENT", "update=silent"},
-        {"UPD-SPLIT", "password=" + kPassword + ",update=split"},
-        {"UPD-EMPTY", "password=" + kPassword},
-        {"UPD-MANY-1", "password=" + kPassword},
-        {"UPD-MANY-2", "password=" + kPassword},
-        {"UPD-MANY-3", "password=" + kPassword},
-        {"UPD-MANY-4", "password=" + kPassword},
-        {"UPD-CODE-0", "update=code:0"},
-        {"UPD-CODE--1", "update=code:-1"},
-        {"UPD-CODE--200", "update=code:-200"},
-        {"UPD-CODE--201", "update=code:-201"},
-        {"UPD-CODE--202", "update=code:-202"},
-        {"UPD-CODE--203", "update=code:-203"},
-        {"UPD-CODE--204", "update=code:-204"},
-        {"UPD-CODE--205", "update=code:-205"},
-        {"UPD-CODE-32512", "update=code:32512"},
-        {"UPD-CODE-7", "update=code:7"},
-        {"UPD-CODE--77", "update=code:-77"},
-    };
-    return cameras;
-}
-
-int labIndex(const QString &serial)
-{
-    for (int i = 0; i < labCameras().size(); ++i) {
-        if (labCameras().at(i).serial == serial)
-            return i;
-    }
-    return -1;
-}
+const QList<int> kFixedCodes = {0, -1, -200, -201, -202, -203, -204, -205, 32512, 7, -77};
+const QStringList kSteps = {"sending", "applying", "status"};
 
 QByteArray randomBytes(qsizetype size)
 {
-    QByteArray data(size, Qt::Uninitialized);
-    for (char &byte : data)
-        byte = char(QRandomGenerator::global()->bounded(256));
+    QByteArray data(size, '\0');
+    QRandomGenerator::global()->fillRange(reinterpret_cast<quint32 *>(data.data()), size / 4);
     return data;
 }
 
 }
 
-// UpdateTask against the simulated cameras of the network lab: what each camera answer
-// turns into in the camera item, the texts of failures, and the files as the camera stores them.
+// UpdateTask against the lab's simulated cameras: what each answer turns into in the camera
+// item, the texts of failures, and the files as the cameras store them.
 class UpdateTaskLabTest : public QObject
 {
     Q_OBJECT
@@ -88,62 +42,72 @@ private slots:
     void statusReachesCameraItem();
     void failures_data();
     void failures();
-    void unreadableUpdateFile_data();
-    void unreadableUpdateFile();
     void filesArriveIntact_data();
     void filesArriveIntact();
     void emptyFileIsReportedDamaged();
     void manyCamerasAtOnce();
 
 private:
+    // The camera item of the simulated camera with this serial, as discovery would add it.
     QSharedPointer<CameraItem> camera(const QString &serial, bool ipv6 = false);
-    QString writeFile(const QString &name, const QByteArray &content);
-    static QString statusRowText(const QSharedPointer<CameraItem> &camera);
+    QString writeFile(const QByteArray &content);
+    // The status row without its time stamp, once the stamp is checked against the item's time.
+    static QString statusText(const QSharedPointer<CameraItem> &camera);
 
+    QStringList m_serials;
     QTemporaryDir m_directory;
     CameraModel m_model;
     std::unique_ptr<SimulatorProcess> m_simulator;
-    QString m_smallFile;
 };
 
 void UpdateTaskLabTest::initTestCase()
 {
     LAB_REQUIRED();
-    QVERIFY(m_directory.isValid());
+    const QString password = "password=" + kPassword;
+    QList<QPair<QString, QString>> cameras = {
+        {"VERIFIED", password},       {"WRONG-PASSWORD", "password=other"}, {"SPLIT", password + ",update=split"},
+        {"REFUSE", "update=refuse"},  {"SILENT", "update=silent"},          {"GARBAGE", "update=garbage"},
+        {"NOFILE", password},         {"INTACT", password},                 {"EMPTY", password},
+        {"MANY-1", password},         {"MANY-2", password},                 {"MANY-3", password},
+        {"MANY-4", password},
+    };
+    for (int code : kFixedCodes)
+        cameras.append({QStringLiteral("CODE%1").arg(code), QStringLiteral("update=code:%1").arg(code)});
     QStringList specs;
-    for (int i = 0; i < labCameras().size(); ++i)
-        specs << Lab::cameraSpec(1, i, labCameras().at(i).serial, labCameras().at(i).options);
+    for (const auto &[serial, options] : std::as_const(cameras)) {
+        specs << Lab::cameraSpec(1, int(m_serials.size()), serial, options);
+        m_serials << serial;
+    }
     m_simulator = std::make_unique<SimulatorProcess>();
     QVERIFY(m_simulator->start(1, specs));
-    m_smallFile = writeFile(QStringLiteral("small.bin"), randomBytes(1000));
 }
 
 QSharedPointer<CameraItem> UpdateTaskLabTest::camera(const QString &serial, bool ipv6)
 {
-    const int index = labIndex(serial);
+    const int index = int(m_serials.indexOf(serial));
     const QHostAddress address = ipv6 ? Lab::cameraIPv6(1, index) : Lab::cameraIPv4(1, index);
     const std::time_t now = std::time(nullptr);
     m_model.addCamera(address, {{QStringLiteral("S/N"), serial}}, *std::localtime(&now));
     return m_model.findCamera(serial, address);
 }
 
-QString UpdateTaskLabTest::writeFile(const QString &name, const QByteArray &content)
+QString UpdateTaskLabTest::writeFile(const QByteArray &content)
 {
-    const QString path = m_directory.filePath(name);
+    static int files = 0;
+    const QString path = m_directory.filePath(QStringLiteral("update-%1.bin").arg(++files));
     QFile file(path);
     if (file.open(QIODevice::WriteOnly))
         file.write(content);
     return path;
 }
 
-// The row text ends with the time the status was stored, which must be the item's update time.
-QString UpdateTaskLabTest::statusRowText(const QSharedPointer<CameraItem> &camera)
+QString UpdateTaskLabTest::statusText(const QSharedPointer<CameraItem> &camera)
 {
     static const QRegularExpression stamp(QStringLiteral(" \\(at (\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d)\\)$"));
     const QString text = camera->updateStatusRow()->data(1).toString();
     const QRegularExpressionMatch match = stamp.match(text);
     if (!match.hasMatch() || match.captured(1) != camera->updateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")))
-        return QStringLiteral("<no time stamp> ") + text;
+        return QStringLiteral("no matching time stamp: ") + text;
     return text.left(match.capturedStart());
 }
 
@@ -152,98 +116,86 @@ void UpdateTaskLabTest::statusReachesCameraItem_data()
     QTest::addColumn<QString>("serial");
     QTest::addColumn<int>("code");
     QTest::addColumn<QString>("text");
-    QTest::newRow("0") << "UPD-CODE-0" << 0 << "Updated";
-    QTest::newRow("-1") << "UPD-CODE--1" << -1 << "Invalid update file";
-    QTest::newRow("-200") << "UPD-CODE--200" << -200 << "Invalid update file";
-    QTest::newRow("-201") << "UPD-CODE--201" << -201 << "Invalid user/password";
-    QTest::newRow("-202") << "UPD-CODE--202" << -202 << "Update file damaged/truncated";
-    QTest::newRow("-203") << "UPD-CODE--203" << -203 << "Invalid update file";
-    QTest::newRow("-204") << "UPD-CODE--204" << -204 << "Invalid update file";
-    QTest::newRow("-205") << "UPD-CODE--205" << -205 << "Unknown Error";
-    QTest::newRow("32512") << "UPD-CODE-32512" << 32512 << "Invalid update file";
-    QTest::newRow("7") << "UPD-CODE-7" << 7 << "Unknown Error: 7";
-    QTest::newRow("-77") << "UPD-CODE--77" << -77 << "Unknown Error: -77";
-    QTest::newRow("verified") << "UPD-VERIFIED" << 0 << "Updated";
-    QTest::newRow("wrong password") << "UPD-WRONG-PASSWORD" << -201 << "Invalid user/password";
-    // The camera sends its answer in two segments, the first " 0\n" whole.
-    QTest::newRow("split, verified") << "UPD-SPLIT" << 0 << "Updated";
+    const QStringList texts = {"Updated",
+                               "Invalid update file",
+                               "Invalid update file",
+                               "Invalid user/password",
+                               "Update file damaged/truncated",
+                               "Invalid update file",
+                               "Invalid update file",
+                               "Unknown Error",
+                               "Invalid update file",
+                               "Unknown Error: 7",
+                               "Unknown Error: -77"};
+    for (int i = 0; i < kFixedCodes.size(); ++i)
+        QTest::addRow("answers %d", kFixedCodes[i]) << QStringLiteral("CODE%1").arg(kFixedCodes[i]) << kFixedCodes[i] << texts[i];
+    QTest::newRow("verified") << "VERIFIED" << 0 << "Updated";
+    QTest::newRow("wrong password") << "WRONG-PASSWORD" << -201 << "Invalid user/password";
+    QTest::newRow("answer in two segments") << "SPLIT" << 0 << "Updated";
 }
 
 void UpdateTaskLabTest::statusReachesCameraItem()
 {
     QFETCH(QString, serial);
-    QFETCH(int, code);
     const QSharedPointer<CameraItem> target = camera(serial);
-    QVERIFY(target);
-    TaskRunner runner(target, m_smallFile, kUpdatePort, kPassword);
+    TaskRunner runner(target, writeFile("firmware"), kUpdatePort, kPassword);
     runner.start();
-    QVERIFY(runner.waitForEnd(kTaskTimeoutMs));
-    QCOMPARE(runner.events(), QStringList({"sending", "applying", "status"}));
+    QVERIFY(runner.waitForEnd(kTimeoutMs));
+    QCOMPARE(runner.events(), kSteps);
     QVERIFY(runner.emittedOnlyFromTaskThread());
-    QCOMPARE(target->updateStatus(), code);
-    QTEST(statusRowText(target), "text");
+    QTEST(target->updateStatus(), "code");
+    QTEST(statusText(target), "text");
 }
 
+// A failed transfer leaves the camera's status as it was: still "Unknown" here.
 void UpdateTaskLabTest::failures_data()
 {
     QTest::addColumn<QString>("serial");
     QTest::addColumn<bool>("ipv6");
+    QTest::addColumn<bool>("fileExists");
     QTest::addColumn<QStringList>("events");
-    const QString refusedV4 = "Camera at " + Lab::cameraIPv4(1, labIndex("UPD-REFUSE")).toString() + ": Connection refused by peer.";
-    const QString refusedV6 = "Camera at " + Lab::cameraIPv6(1, labIndex("UPD-REFUSE")).toString() + ": Connection refused by peer.";
-    const QString closed = "Camera at " + Lab::cameraIPv4(1, labIndex("UPD-SILENT")).toString() + ": Remote host closed connection.";
-    QTest::newRow("refused") << "UPD-REFUSE" << false << QStringList{"error: " + refusedV4};
-    QTest::newRow("refused over IPv6") << "UPD-REFUSE" << true << QStringList{"error: " + refusedV6};
-    QTest::newRow("closed without answer") << "UPD-SILENT" << false
-                                           << QStringList{"sending", "applying", "error: " + closed};
-    QTest::newRow("answer not a number") << "UPD-GARBAGE" << false
+    const auto cameraError = [this](const QString &serial, bool ipv6, const QString &text) {
+        const int index = int(m_serials.indexOf(serial));
+        const QHostAddress address = ipv6 ? Lab::cameraIPv6(1, index) : Lab::cameraIPv4(1, index);
+        return QStringLiteral("error: Camera at %1: %2").arg(address.toString(), text);
+    };
+    QTest::newRow("refused") << "REFUSE" << false << true
+                             << QStringList{cameraError("REFUSE", false, "Connection refused by peer.")};
+    QTest::newRow("refused, IPv6") << "REFUSE" << true << true
+                                   << QStringList{cameraError("REFUSE", true, "Connection refused by peer.")};
+    QTest::newRow("closed without answer")
+        << "SILENT" << false << true
+        << QStringList{"sending", "applying", cameraError("SILENT", false, "Remote host closed connection.")};
+    QTest::newRow("answer not a number") << "GARBAGE" << false << true
                                          << QStringList{"sending", "applying", "error: Update status could not be gathered"};
+    // Opened only once connected; nothing is sent then, not even the length.
+    QTest::newRow("unreadable file") << "NOFILE" << false << false << QStringList{"error: Could not open update file."};
 }
 
-// A failed transfer leaves the camera's status as it was: still "Unknown" here.
 void UpdateTaskLabTest::failures()
 {
     QFETCH(QString, serial);
     QFETCH(bool, ipv6);
+    QFETCH(bool, fileExists);
     const QSharedPointer<CameraItem> target = camera(serial, ipv6);
-    QVERIFY(target);
-    TaskRunner runner(target, m_smallFile, kUpdatePort, kPassword);
+    TaskRunner runner(target, fileExists ? writeFile("firmware") : m_directory.filePath("missing.bin"), kUpdatePort,
+                      kPassword);
     runner.start();
-    QVERIFY(runner.waitForEnd(kTaskTimeoutMs));
+    QVERIFY(runner.waitForEnd(kTimeoutMs));
     QTEST(runner.events(), "events");
     QVERIFY(runner.emittedOnlyFromTaskThread());
     QCOMPARE(target->updateStatus(), -255);
     QCOMPARE(target->updateStatusRow()->data(1).toString(), QStringLiteral("Unknown"));
-}
-
-void UpdateTaskLabTest::unreadableUpdateFile_data()
-{
-    QTest::addColumn<QString>("path");
-    QTest::newRow("missing") << m_directory.filePath(QStringLiteral("missing.bin"));
-    QTest::newRow("a folder") << m_directory.path();
-}
-
-// The file is opened only once the connection stands; the task then reports the file
-// without the camera prefix and sends nothing, not even the length, so the camera gives
-// up after its read time-out having received nothing.
-void UpdateTaskLabTest::unreadableUpdateFile()
-{
-    QFETCH(QString, path);
-    const QSharedPointer<CameraItem> target = camera(QStringLiteral("UPD-NOFILE"));
-    const int before = target->updateStatus();
-    TaskRunner runner(target, path, kUpdatePort, kPassword);
-    runner.start();
-    QVERIFY(runner.waitForEnd(kTaskTimeoutMs));
-    QCOMPARE(runner.events(), QStringList({"error: Could not open update file."}));
-    QCOMPARE(target->updateStatus(), before);
-    QCOMPARE(m_simulator->waitForLine(QStringLiteral("update-received UPD-NOFILE "), kTaskTimeoutMs),
-             QStringLiteral("update-received UPD-NOFILE 0 0"));
+    if (!fileExists) {
+        QCOMPARE(m_simulator->waitForLine(QStringLiteral("update-received NOFILE "), kTimeoutMs),
+                 QStringLiteral("update-received NOFILE 0 0"));
+    }
 }
 
 void UpdateTaskLabTest::filesArriveIntact_data()
 {
     QTest::addColumn<int>("size");
-    for (int size : {1, 15, 16, 6143, 6144, 6145, (3 << 20) + 3})
+    for (int size : {1, 15, 16, 6143, 6144, 6145, (3 << 20) + 4})
         QTest::addRow("%d bytes", size) << size;
 }
 
@@ -251,51 +203,47 @@ void UpdateTaskLabTest::filesArriveIntact()
 {
     QFETCH(int, size);
     const QByteArray content = randomBytes(size);
-    const QSharedPointer<CameraItem> target = camera(QStringLiteral("UPD-INTACT"));
-    TaskRunner runner(target, writeFile(QStringLiteral("intact-%1.bin").arg(size), content), kUpdatePort, kPassword);
+    const QSharedPointer<CameraItem> target = camera(QStringLiteral("INTACT"));
+    TaskRunner runner(target, writeFile(content), kUpdatePort, kPassword);
     runner.start();
-    QVERIFY(runner.waitForEnd(kTaskTimeoutMs));
-    QCOMPARE(runner.events(), QStringList({"sending", "applying", "status"}));
-    QCOMPARE(m_simulator->waitForLine(QStringLiteral("updated UPD-INTACT "), kTaskTimeoutMs),
-             QStringLiteral("updated UPD-INTACT %1").arg(size));
+    QVERIFY(runner.waitForEnd(kTimeoutMs));
+    QCOMPARE(runner.events(), kSteps);
+    QCOMPARE(m_simulator->waitForLine(QStringLiteral("updated INTACT "), kTimeoutMs),
+             QStringLiteral("updated INTACT %1").arg(size));
     QCOMPARE(target->updateStatus(), 0);
-    QVERIFY(m_simulator->storedFile(QStringLiteral("UPD-INTACT")) == content);
+    QVERIFY(m_simulator->storedFile(QStringLiteral("INTACT")) == content);
 }
 
 // 100 characters are announced and 76 sent; the camera waits for the rest until its read
 // time-out and then calls the file damaged.
 void UpdateTaskLabTest::emptyFileIsReportedDamaged()
 {
-    const QSharedPointer<CameraItem> target = camera(QStringLiteral("UPD-EMPTY"));
-    TaskRunner runner(target, writeFile(QStringLiteral("empty.bin"), QByteArray()), kUpdatePort, kPassword);
+    const QSharedPointer<CameraItem> target = camera(QStringLiteral("EMPTY"));
+    TaskRunner runner(target, writeFile(QByteArray()), kUpdatePort, kPassword);
     runner.start();
-    QVERIFY(runner.waitForEnd(kTaskTimeoutMs));
-    QCOMPARE(runner.events(), QStringList({"sending", "applying", "status"}));
-    QCOMPARE(m_simulator->waitForLine(QStringLiteral("update-received UPD-EMPTY "), kTaskTimeoutMs),
-             QStringLiteral("update-received UPD-EMPTY 100 76"));
-    QCOMPARE(target->updateStatus(), -202);
-    QCOMPARE(statusRowText(target), QStringLiteral("Update file damaged/truncated"));
+    QVERIFY(runner.waitForEnd(kTimeoutMs));
+    QCOMPARE(runner.events(), kSteps);
+    QCOMPARE(m_simulator->waitForLine(QStringLiteral("update-received EMPTY "), kTimeoutMs),
+             QStringLiteral("update-received EMPTY 100 76"));
+    QCOMPARE(statusText(target), QStringLiteral("Update file damaged/truncated"));
 }
 
-// Each camera has its own task on its own thread, all released at the same moment.
+// One task and thread per camera, all released together, as the main window does it.
 void UpdateTaskLabTest::manyCamerasAtOnce()
 {
-    const QByteArray content = randomBytes((1 << 20) + 11);
-    const QString path = writeFile(QStringLiteral("many.bin"), content);
+    const QByteArray content = randomBytes((1 << 20) + 12);
+    const QString path = writeFile(content);
     std::vector<std::unique_ptr<TaskRunner>> runners;
-    QList<QSharedPointer<CameraItem>> targets;
-    for (int i = 1; i <= 4; ++i) {
-        targets << camera(QStringLiteral("UPD-MANY-%1").arg(i));
-        runners.push_back(std::make_unique<TaskRunner>(targets.last(), path, kUpdatePort, kPassword));
-    }
+    for (int i = 1; i <= 4; ++i)
+        runners.push_back(std::make_unique<TaskRunner>(camera(QStringLiteral("MANY-%1").arg(i)), path, kUpdatePort, kPassword));
     for (const auto &runner : runners)
         runner->start();
-    for (int i = 0; i < 4; ++i) {
-        QVERIFY(runners[i]->waitForEnd(kTaskTimeoutMs));
-        QCOMPARE(runners[i]->events(), QStringList({"sending", "applying", "status"}));
-        QVERIFY(runners[i]->emittedOnlyFromTaskThread());
-        QCOMPARE(targets[i]->updateStatus(), 0);
-        QVERIFY(m_simulator->storedFile(QStringLiteral("UPD-MANY-%1").arg(i + 1)) == content);
+    for (int i = 1; i <= 4; ++i) {
+        QVERIFY(runners[i - 1]->waitForEnd(kTimeoutMs));
+        QCOMPARE(runners[i - 1]->events(), kSteps);
+        QVERIFY(runners[i - 1]->emittedOnlyFromTaskThread());
+        QCOMPARE(camera(QStringLiteral("MANY-%1").arg(i))->updateStatus(), 0);
+        QVERIFY(m_simulator->storedFile(QStringLiteral("MANY-%1").arg(i)) == content);
     }
 }
 
