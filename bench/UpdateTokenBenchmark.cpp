@@ -21,19 +21,23 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <vector>
+
+#include <sys/resource.h>
 #include <stdexcept>
 
 namespace {
 
 constexpr qint64 kFileSize = qint64(256) << 20;
 constexpr qint64 kChunk = 6144;
-constexpr int kRounds = 3;
+constexpr int kRounds = 7;
 
 struct Measurement
 {
     double seconds = 0;
     qint64 characters = 0;
     qint64 peakKiB = 0;
+    long pageFaults = 0;
 };
 
 void ensure(bool ok, const char *what)
@@ -48,6 +52,13 @@ void resetPeak()
     QFile clearRefs(QStringLiteral("/proc/self/clear_refs"));
     if (clearRefs.open(QIODevice::WriteOnly))
         clearRefs.write("5");
+}
+
+long pageFaults()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_minflt + usage.ru_majflt;
 }
 
 qint64 peakKiB()
@@ -80,11 +91,13 @@ Measurement measureWriter(const UpdateKeyPair &keys, const QString &path)
     NullDevice out;
     out.open(QIODevice::WriteOnly);
     resetPeak();
+    const long faultsBefore = pageFaults();
     QElapsedTimer timer;
     timer.start();
     Measurement result;
     result.characters = writeUpdateToken(keys, file, out);
     result.seconds = double(timer.nsecsElapsed()) / 1e9;
+    result.pageFaults = pageFaults() - faultsBefore;
     result.peakKiB = peakKiB();
     return result;
 }
@@ -109,6 +122,7 @@ Measurement measureBaseline(const UpdateKeyPair &keys, const QString &path)
     NullDevice out;
     out.open(QIODevice::WriteOnly);
     resetPeak();
+    const long faultsBefore = pageFaults();
     QElapsedTimer timer;
     timer.start();
 
@@ -170,6 +184,7 @@ Measurement measureBaseline(const UpdateKeyPair &keys, const QString &path)
     result.characters += encodeAndWrite(out, pending.data(), held, text);
 
     result.seconds = double(timer.nsecsElapsed()) / 1e9;
+    result.pageFaults = pageFaults() - faultsBefore;
     result.peakKiB = peakKiB();
     return result;
 }
@@ -191,31 +206,39 @@ int main(int argc, char *argv[])
         const QString path = directory.filePath(QStringLiteral("update.bin"));
         makeInput(path);
         const UpdateKeyPair keys = splitUpdateKey(deriveUpdateKey(QString(), QStringLiteral("benchmark")));
-        out << "input: " << kFileSize << " bytes, best of " << kRounds << " rounds each\n";
+        out << "input: " << kFileSize << " bytes in " << directory.path() << ", " << kRounds
+            << " rounds, each the baseline first, then the writer\n";
 
-        Measurement writer;
-        Measurement baseline;
-        for (int round = 0; round < kRounds; ++round) {
+        std::vector<double> writerRates;
+        std::vector<double> baselineRates;
+        qint64 writerPeak = 0;
+        qint64 baselinePeak = 0;
+        out << Qt::fixed << qSetRealNumberPrecision(1);
+        for (int round = 1; round <= kRounds; ++round) {
             const Measurement base = measureBaseline(keys, path);
             const Measurement token = measureWriter(keys, path);
             ensure(base.characters == token.characters, "writer and baseline wrote different lengths");
-            out << "round " << round + 1 << ": writeUpdateToken " << Qt::fixed << qSetRealNumberPrecision(1)
-                << mibPerSecond(token) << " MiB/s, OpenSSL baseline " << mibPerSecond(base) << " MiB/s\n";
+            writerRates.push_back(mibPerSecond(token));
+            baselineRates.push_back(mibPerSecond(base));
+            writerPeak = qMax(writerPeak, token.peakKiB);
+            baselinePeak = qMax(baselinePeak, base.peakKiB);
+            out << "round " << round << ": writeUpdateToken " << writerRates.back() << " MiB/s (" << token.pageFaults
+                << " page faults), OpenSSL baseline " << baselineRates.back() << " MiB/s (" << base.pageFaults
+                << " page faults)\n";
             out.flush();
-            if (round == 0 || token.seconds < writer.seconds)
-                writer = token;
-            if (round == 0 || base.seconds < baseline.seconds)
-                baseline = base;
-            writer.peakKiB = qMax(writer.peakKiB, token.peakKiB);
-            baseline.peakKiB = qMax(baseline.peakKiB, base.peakKiB);
         }
-        out << Qt::fixed << qSetRealNumberPrecision(1)
-            << "writeUpdateToken:  " << mibPerSecond(writer) << " MiB/s (" << writer.characters << " characters)\n"
-            << "OpenSSL baseline:  " << mibPerSecond(baseline) << " MiB/s\n"
-            << qSetRealNumberPrecision(3) << "ratio:             " << mibPerSecond(writer) / mibPerSecond(baseline)
-            << "\n"
-            << "peak memory (VmHWM) while writeUpdateToken writes: " << writer.peakKiB << " KiB\n"
-            << "peak memory (VmHWM) while the baseline writes:     " << baseline.peakKiB << " KiB\n";
+        const auto best = [](std::vector<double> rates) { return *std::max_element(rates.begin(), rates.end()); };
+        const auto median = [](std::vector<double> rates) {
+            std::sort(rates.begin(), rates.end());
+            return rates[rates.size() / 2];
+        };
+        out << "writeUpdateToken:  best " << best(writerRates) << " MiB/s, median " << median(writerRates) << " MiB/s\n"
+            << "OpenSSL baseline:  best " << best(baselineRates) << " MiB/s, median " << median(baselineRates)
+            << " MiB/s\n"
+            << qSetRealNumberPrecision(3) << "ratio:             best " << best(writerRates) / best(baselineRates)
+            << ", median " << median(writerRates) / median(baselineRates) << "\n"
+            << "peak memory (VmHWM) while writeUpdateToken writes: " << writerPeak << " KiB\n"
+            << "peak memory (VmHWM) while the baseline writes:     " << baselinePeak << " KiB\n";
     } catch (const std::exception &failure) {
         out << "benchmark failed: " << failure.what() << '\n';
         return 1;
