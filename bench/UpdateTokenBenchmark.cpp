@@ -18,13 +18,13 @@
 #include <openssl/params.h>
 #include <openssl/rand.h>
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <array>
 #include <memory>
-#include <vector>
-
-#include <sys/resource.h>
 #include <stdexcept>
+#include <vector>
 
 namespace {
 
