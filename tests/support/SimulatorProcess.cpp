@@ -72,6 +72,10 @@ QString SimulatorProcess::waitForLine(const QString &prefix, int timeoutMs)
     timer.setSingleShot(true);
     connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
     connect(&m_process, &QProcess::finished, &loop, &QEventLoop::quit);
+    connect(&m_process, &QProcess::errorOccurred, &loop, [&loop](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart)
+            loop.quit();
+    });
     connect(this, &SimulatorProcess::lineReceived, &loop, [&loop, &prefix](const QString &text) {
         if (text.startsWith(prefix))
             loop.quit();

@@ -19,7 +19,7 @@ public:
     // Stops a running simulator (SIGTERM, bounded wait, then SIGKILL) and checks nothing.
     ~SimulatorProcess() override;
 
-    // Starts the simulator in camera namespace `network` with one --camera per spec and waits
+    // Starts the simulator in camera namespace `network`, one --camera per camera text, and waits
     // until it reports "ready". False when it cannot start, exits or is not ready in time.
     bool start(int network, const QStringList &cameraSpecs, const QStringList &extraArgs = {},
                int timeoutMs = 10000);
