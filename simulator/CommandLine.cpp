@@ -1,6 +1,6 @@
 #include "CommandLine.h"
 
-#include "CameraSpecParser.h"
+#include "CameraTextParser.h"
 #include "FleetGenerator.h"
 #include "LabAddresses.h"
 
@@ -101,11 +101,11 @@ bool CommandLine::parse(const QCoreApplication &app, SimulatorOptions *options, 
     }
 
     SimulatorOptions result;
-    for (const QString &spec : parser.values(camera)) {
+    for (const QString &text : parser.values(camera)) {
         CameraConfig config;
-        QString specError;
-        if (!CameraSpecParser::parse(spec, &config, &specError)) {
-            *error = QStringLiteral("--camera %1: %2").arg(spec, specError);
+        QString textError;
+        if (!CameraTextParser::parse(text, &config, &textError)) {
+            *error = QStringLiteral("--camera %1: %2").arg(text, textError);
             return false;
         }
         result.cameras.append(config);

@@ -6,7 +6,7 @@
 #include <QString>
 
 // The simulator's command line. "--help" prints the whole syntax, including the camera text
-// that CameraSpecParser reads.
+// that CameraTextParser reads.
 class CommandLine
 {
 public:

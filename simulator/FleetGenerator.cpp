@@ -1,6 +1,6 @@
 #include "FleetGenerator.h"
 
-#include "CameraSpecParser.h"
+#include "CameraTextParser.h"
 #include "LabAddresses.h"
 
 #include <QStringList>
@@ -27,8 +27,8 @@ QList<CameraConfig> FleetGenerator::generate(int count, int network, int start)
         camera.firmwareVersion = versions.at(k % versions.size());
         camera.ipv4 = LabAddresses::cameraIPv4(network, index);
         camera.ipv6 = LabAddresses::cameraIPv6(network, index);
-        camera.macAddress = CameraSpecParser::defaultMacAddress(camera.serial);
-        camera.hostname = CameraSpecParser::defaultHostname(camera.serial);
+        camera.macAddress = CameraTextParser::defaultMacAddress(camera.serial);
+        camera.hostname = CameraTextParser::defaultHostname(camera.serial);
         camera.answerMode = k % 3 == 2 ? CameraConfig::AnswerMode::Multicast
                                        : CameraConfig::AnswerMode::Unicast;
         camera.withoutSerial = k == 1;

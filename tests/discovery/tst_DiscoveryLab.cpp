@@ -92,11 +92,11 @@ private slots:
         QFETCH(bool, ipv6);
         SimulatorProcess primary;
         SimulatorProcess secondary;
-        QVERIFY(primary.start(1, {Lab::cameraSpec(1, 0, "A100", "version=3.2.1"),
-                                  Lab::cameraSpec(1, 1, "B200", "answer=multicast"),
-                                  Lab::cameraSpec(1, 2, "C300", "noserial,crlf,answer=multicast,model=Gate Cam")}));
-        QVERIFY(secondary.start(2, {Lab::cameraSpec(2, 0, "D400", "answer=unicast,crlf"),
-                                    Lab::cameraSpec(2, 1, "E500", "answer=multicast")}));
+        QVERIFY(primary.start(1, {Lab::cameraText(1, 0, "A100", "version=3.2.1"),
+                                  Lab::cameraText(1, 1, "B200", "answer=multicast"),
+                                  Lab::cameraText(1, 2, "C300", "noserial,crlf,answer=multicast,model=Gate Cam")}));
+        QVERIFY(secondary.start(2, {Lab::cameraText(2, 0, "D400", "answer=unicast,crlf"),
+                                    Lab::cameraText(2, 1, "E500", "answer=multicast")}));
         const QList<ExpectedCamera> expected{
             {1, 0, "A100"}, {1, 1, "B200"}, {1, 2, "Serial not found"}, {2, 0, "D400"}, {2, 1, "E500"}};
 
@@ -126,7 +126,7 @@ private slots:
     void answeringAgainOnlyUpdatesLastConnection()
     {
         SimulatorProcess simulator;
-        QVERIFY(simulator.start(1, {Lab::cameraSpec(1, 0, "A100"), Lab::cameraSpec(1, 1, "B200", "answer=multicast")}));
+        QVERIFY(simulator.start(1, {Lab::cameraText(1, 0, "A100"), Lab::cameraText(1, 1, "B200", "answer=multicast")}));
         CameraModel model;
         FinderOnThread finder(model);
         finder.configure(QHostAddress(QLatin1String(CameraFinder::kDefaultProbeGroupIPv4)));
@@ -145,7 +145,7 @@ private slots:
     void sameSerialAtTwoAddressesIsTwoCameras()
     {
         SimulatorProcess simulator;
-        QVERIFY(simulator.start(1, {Lab::cameraSpec(1, 0, "TWIN"), Lab::cameraSpec(1, 1, "TWIN")}));
+        QVERIFY(simulator.start(1, {Lab::cameraText(1, 0, "TWIN"), Lab::cameraText(1, 1, "TWIN")}));
         CameraModel model;
         FinderOnThread finder(model);
         finder.configure(QHostAddress(QLatin1String(CameraFinder::kDefaultProbeGroupIPv4)));
@@ -160,7 +160,7 @@ private slots:
     void reconfiguresBetweenFamilies()
     {
         SimulatorProcess simulator;
-        QVERIFY(simulator.start(1, {Lab::cameraSpec(1, 0, "M100", "answer=multicast")}));
+        QVERIFY(simulator.start(1, {Lab::cameraText(1, 0, "M100", "answer=multicast")}));
         CameraModel model;
         FinderOnThread finder(model);
         finder.startBurst();
@@ -181,7 +181,7 @@ private slots:
     void probeOnTheWire()
     {
         SimulatorProcess simulator;
-        QVERIFY(simulator.start(1, {Lab::cameraSpec(1, 0, "A100")}));
+        QVERIFY(simulator.start(1, {Lab::cameraText(1, 0, "A100")}));
         CameraModel model;
         FinderOnThread finder(model);
         finder.scan();

@@ -185,8 +185,8 @@ void tst_netlab::answersThroughSecondNetwork()
     QFETCH(QAbstractSocket::NetworkLayerProtocol, family);
 
     SimulatorProcess simulator;
-    QVERIFY(simulator.start(2, {Lab::cameraSpec(2, 0, QStringLiteral("N2U")),
-                                Lab::cameraSpec(2, 1, QStringLiteral("N2M"),
+    QVERIFY(simulator.start(2, {Lab::cameraText(2, 0, QStringLiteral("N2U")),
+                                Lab::cameraText(2, 1, QStringLiteral("N2M"),
                                                 QStringLiteral("answer=multicast"))}));
 
     const QNetworkInterface network2 =
@@ -229,8 +229,8 @@ void tst_netlab::networksStaySeparate()
 
     SimulatorProcess network1;
     SimulatorProcess network2;
-    QVERIFY(network1.start(1, {Lab::cameraSpec(1, 0, QStringLiteral("N1"))}));
-    QVERIFY(network2.start(2, {Lab::cameraSpec(2, 0, QStringLiteral("N2"))}));
+    QVERIFY(network1.start(1, {Lab::cameraText(1, 0, QStringLiteral("N1"))}));
+    QVERIFY(network2.start(2, {Lab::cameraText(2, 0, QStringLiteral("N2"))}));
 
     QUdpSocket defaultRoute;
     QVERIFY(defaultRoute.bind(any(family), 0));

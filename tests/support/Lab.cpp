@@ -58,15 +58,15 @@ QString Lab::simulatorPath()
     return QStringLiteral(CAMERA_SIMULATOR_PATH);
 }
 
-QString Lab::cameraSpec(int network, int index, const QString &serial, const QString &options)
+QString Lab::cameraText(int network, int index, const QString &serial, const QString &options)
 {
     QString escapedSerial = serial;
     escapedSerial.replace(QLatin1Char('\\'), QLatin1String("\\\\"))
         .replace(QLatin1Char(','), QLatin1String("\\,"));
-    QString spec = QStringLiteral("serial=%1,ipv4=%2,ipv6=%3")
+    QString text = QStringLiteral("serial=%1,ipv4=%2,ipv6=%3")
                        .arg(escapedSerial, cameraIPv4(network, index).toString(),
                             cameraIPv6(network, index).toString());
     if (!options.isEmpty())
-        spec += QLatin1Char(',') + options;
-    return spec;
+        text += QLatin1Char(',') + options;
+    return text;
 }

@@ -25,8 +25,8 @@ public:
 
     static QString simulatorPath();
     // A camera text for the simulator at lab address index on network, e.g.
-    // cameraSpec(1, 0, "A100", "version=3.2.1,answer=multicast").
-    static QString cameraSpec(int network, int index, const QString &serial,
+    // cameraText(1, 0, "A100", "version=3.2.1,answer=multicast").
+    static QString cameraText(int network, int index, const QString &serial,
                               const QString &options = QString());
 };
 

@@ -19,7 +19,7 @@ SimulatorProcess::~SimulatorProcess()
     stop();
 }
 
-bool SimulatorProcess::start(int network, const QStringList &cameraSpecs,
+bool SimulatorProcess::start(int network, const QStringList &cameraTexts,
                              const QStringList &extraArgs, int timeoutMs)
 {
     const QString cameraNamespace = Lab::cameraNamespace(network);
@@ -34,8 +34,8 @@ bool SimulatorProcess::start(int network, const QStringList &cameraSpecs,
 
     QStringList arguments = {QStringLiteral("--net=") + cameraNamespace, Lab::simulatorPath(),
                              QStringLiteral("--store"), m_storeDir.path()};
-    for (const QString &spec : cameraSpecs)
-        arguments << QStringLiteral("--camera") << spec;
+    for (const QString &text : cameraTexts)
+        arguments << QStringLiteral("--camera") << text;
     arguments += extraArgs;
     m_process.start(QStringLiteral("nsenter"), arguments);
 

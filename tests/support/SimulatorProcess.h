@@ -21,7 +21,7 @@ public:
 
     // Starts the simulator in camera namespace `network`, one --camera per camera text, and waits
     // until it reports "ready". False when it cannot start, exits or is not ready in time.
-    bool start(int network, const QStringList &cameraSpecs, const QStringList &extraArgs = {},
+    bool start(int network, const QStringList &cameraTexts, const QStringList &extraArgs = {},
                int timeoutMs = 10000);
     // Terminates the simulator and returns its exit code, or -1 when it had to be killed or
     // did not exit normally.

@@ -73,13 +73,13 @@ void UpdateTaskLabTest::initTestCase()
     };
     for (int code : kFixedCodes)
         cameras.append({QStringLiteral("CODE%1").arg(code), QStringLiteral("update=code:%1").arg(code)});
-    QStringList specs;
+    QStringList cameraTexts;
     for (const auto &[serial, options] : std::as_const(cameras)) {
-        specs << Lab::cameraSpec(1, int(m_serials.size()), serial, options);
+        cameraTexts << Lab::cameraText(1, int(m_serials.size()), serial, options);
         m_serials << serial;
     }
     m_simulator = std::make_unique<SimulatorProcess>();
-    QVERIFY(m_simulator->start(1, specs));
+    QVERIFY(m_simulator->start(1, cameraTexts));
 }
 
 QSharedPointer<CameraItem> UpdateTaskLabTest::camera(const QString &serial, bool ipv6)

@@ -29,16 +29,16 @@
 //                          refuse    do not listen: connections are refused
 //
 // Example: serial=A100,ipv4=10.77.0.10,ipv6=fd77::10,version=3.2.1,answer=multicast,update=split
-class CameraSpecParser
+class CameraTextParser
 {
 public:
-    static bool parse(const QString &spec, CameraConfig *config, QString *error);
+    static bool parse(const QString &text, CameraConfig *config, QString *error);
 
     static QString defaultMacAddress(const QString &serial);
     static QString defaultHostname(const QString &serial);
 
 private:
-    static QStringList splitItems(const QString &spec);
+    static QStringList splitItems(const QString &text);
     static bool parseAddress(const QString &text, QAbstractSocket::NetworkLayerProtocol protocol,
                              QHostAddress *address, QString *error);
     static bool parseUpdateMode(const QString &text, CameraConfig *config);

@@ -1,17 +1,17 @@
-#include "CameraSpecParser.h"
+#include "CameraTextParser.h"
 
 #include "LabAddresses.h"
 
 #include <QCryptographicHash>
 #include <QStringList>
 
-bool CameraSpecParser::parse(const QString &spec, CameraConfig *config, QString *error)
+bool CameraTextParser::parse(const QString &text, CameraConfig *config, QString *error)
 {
     CameraConfig result;
     bool macGiven = false;
     bool hostnameGiven = false;
 
-    for (const QString &item : splitItems(spec)) {
+    for (const QString &item : splitItems(text)) {
         const qsizetype equals = item.indexOf(QLatin1Char('='));
         const QString key = equals < 0 ? item : item.left(equals);
         const QString value = equals < 0 ? QString() : item.mid(equals + 1);
@@ -81,7 +81,7 @@ bool CameraSpecParser::parse(const QString &spec, CameraConfig *config, QString 
     return true;
 }
 
-QString CameraSpecParser::defaultMacAddress(const QString &serial)
+QString CameraTextParser::defaultMacAddress(const QString &serial)
 {
     // Locally administered, so it can never clash with a real vendor's range.
     QByteArray bytes = QCryptographicHash::hash(serial.toUtf8(), QCryptographicHash::Sha1).left(6);
@@ -89,17 +89,17 @@ QString CameraSpecParser::defaultMacAddress(const QString &serial)
     return QString::fromLatin1(bytes.toHex(':'));
 }
 
-QString CameraSpecParser::defaultHostname(const QString &serial)
+QString CameraTextParser::defaultHostname(const QString &serial)
 {
     return QStringLiteral("cam-") + serial.toLower();
 }
 
-QStringList CameraSpecParser::splitItems(const QString &spec)
+QStringList CameraTextParser::splitItems(const QString &text)
 {
     QStringList items;
     QString current;
     bool escaped = false;
-    for (const QChar c : spec) {
+    for (const QChar c : text) {
         if (escaped) {
             current += c;
             escaped = false;
@@ -117,7 +117,7 @@ QStringList CameraSpecParser::splitItems(const QString &spec)
     return items;
 }
 
-bool CameraSpecParser::parseAddress(const QString &text,
+bool CameraTextParser::parseAddress(const QString &text,
                                     QAbstractSocket::NetworkLayerProtocol protocol,
                                     QHostAddress *address, QString *error)
 {
@@ -138,7 +138,7 @@ bool CameraSpecParser::parseAddress(const QString &text,
     return true;
 }
 
-bool CameraSpecParser::parseUpdateMode(const QString &text, CameraConfig *config)
+bool CameraTextParser::parseUpdateMode(const QString &text, CameraConfig *config)
 {
     using Behaviour = CameraConfig::UpdateBehaviour;
     if (text == QLatin1String("ok")) {
