@@ -1,0 +1,97 @@
+#include "CameraModel.h"
+#include "TaskRunner.h"
+
+#include <QFile>
+#include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <ctime>
+#include <memory>
+
+// UpdateTask on its own thread against a stand-in camera on 127.0.0.1: the replies it accepts
+// and the texts of socket errors.
+class tst_UpdateTask : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void statusReplies_data();
+    void statusReplies();
+    void socketErrorTexts_data();
+    void socketErrorTexts();
+
+private:
+    QTemporaryDir m_directory;
+    CameraModel m_model;
+    QSharedPointer<CameraItem> m_camera;
+};
+
+void tst_UpdateTask::initTestCase()
+{
+    const std::time_t now = std::time(nullptr);
+    m_model.addCamera(QHostAddress::LocalHost, {{QStringLiteral("S/N"), QStringLiteral("X1")}}, *std::localtime(&now));
+    m_camera = m_model.cameras().value(0);
+    QVERIFY(m_camera);
+    QFile file(m_directory.filePath(QStringLiteral("update.bin")));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("u") == 1);
+}
+
+void tst_UpdateTask::statusReplies_data()
+{
+    QTest::addColumn<QByteArray>("reply");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("blanks around the number") << QByteArray(" -202\n") << -202 << "Update file damaged/truncated (at ";
+    // The first segment of " -201\n"; the task reads it and never waits for the rest.
+    QTest::newRow("first segment only") << QByteArray(" -2") << -2 << "Unknown Error: -2 (at ";
+}
+
+void tst_UpdateTask::statusReplies()
+{
+    QTcpServer server;
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    TaskRunner runner(m_camera, m_directory.filePath(QStringLiteral("update.bin")), server.serverPort(),
+                      QStringLiteral("secret"));
+    QVERIFY(server.waitForNewConnection(10000));
+    const std::unique_ptr<QTcpSocket> peer(server.nextPendingConnection());
+    // The whole token of a 1-byte file is in before the camera answers.
+    QByteArray received;
+    QVERIFY(QTest::qWaitFor([&] { return (received += peer->readAll()).size() >= 8 + 100; }, 10000));
+    QFETCH(QByteArray, reply);
+    peer->write(reply);
+    QCOMPARE(runner.events(), QStringList({"sending", "applying", "status"}));
+    QTEST(m_camera->updateStatus(), "code");
+    QFETCH(QString, text);
+    QVERIFY2(m_camera->updateStatusRow()->data(1).toString().startsWith(text),
+             qPrintable(m_camera->updateStatusRow()->data(1).toString()));
+}
+
+void tst_UpdateTask::socketErrorTexts_data()
+{
+    QTest::addColumn<int>("socketError");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("-1") << -1 << "Unknown socket error";
+    QTest::newRow("0") << 0 << "Connection refused by peer.";
+    QTest::newRow("3") << 3 << "Socket acces denied. Lacking privileges.";
+    QTest::newRow("6") << 6 << "Datagramm too large";
+    QTest::newRow("22") << 22 << "A temporary error occured.";
+    QTest::newRow("99") << 99 << "Error: 99";
+}
+
+void tst_UpdateTask::socketErrorTexts()
+{
+    QFETCH(int, socketError);
+    UpdateTask task(m_camera, QString(), 4799, QStringLiteral("admin"), QStringLiteral("secret"));
+    QSignalSpy errors(&task, &UpdateTask::error);
+    task.onError(QAbstractSocket::SocketError(socketError));
+    QCOMPARE(errors.count(), 1);
+    QFETCH(QString, text);
+    QCOMPARE(errors.first().first().toString(), "Camera at 127.0.0.1: " + text);
+}
+
+QTEST_GUILESS_MAIN(tst_UpdateTask)
+#include "tst_UpdateTask.moc"
