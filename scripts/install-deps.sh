@@ -9,7 +9,7 @@ packages=(
     libssl-dev
     python3 python3-cryptography
     iproute2 util-linux
-    xvfb xauth x11-apps imagemagick
+    xvfb xauth
 )
 
 missing=()
