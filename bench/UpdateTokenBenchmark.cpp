@@ -22,6 +22,7 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -84,7 +85,8 @@ void makeInput(const QString &path)
     }
 }
 
-Measurement measureWriter(const UpdateKeyPair &keys, const QString &path)
+// Times one writer over the file into a null device, with the peak memory of that run alone.
+Measurement measure(const QString &path, const std::function<qint64(QIODevice &, QIODevice &)> &writeToken)
 {
     QFile file(path);
     ensure(file.open(QIODevice::ReadOnly), "cannot open the input file");
@@ -95,7 +97,7 @@ Measurement measureWriter(const UpdateKeyPair &keys, const QString &path)
     QElapsedTimer timer;
     timer.start();
     Measurement result;
-    result.characters = writeUpdateToken(keys, file, out);
+    result.characters = writeToken(file, out);
     result.seconds = double(timer.nsecsElapsed()) / 1e9;
     result.pageFaults = pageFaults() - faultsBefore;
     result.peakKiB = peakKiB();
@@ -115,17 +117,8 @@ qint64 encodeAndWrite(QIODevice &out, const unsigned char *data, int length, std
 }
 
 // The same token built with OpenSSL alone and written as it goes, without holding it in memory.
-Measurement measureBaseline(const UpdateKeyPair &keys, const QString &path)
+qint64 writeBaselineToken(const UpdateKeyPair &keys, QIODevice &file, QIODevice &out)
 {
-    QFile file(path);
-    ensure(file.open(QIODevice::ReadOnly), "cannot open the input file");
-    NullDevice out;
-    out.open(QIODevice::WriteOnly);
-    resetPeak();
-    const long faultsBefore = pageFaults();
-    QElapsedTimer timer;
-    timer.start();
-
     const auto *encryptionKey = reinterpret_cast<const unsigned char *>(keys.encryptionKey.constData());
     const auto *signingKey = reinterpret_cast<const unsigned char *>(keys.signingKey.constData());
     std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> cipher(EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
@@ -154,7 +147,7 @@ Measurement measureBaseline(const UpdateKeyPair &keys, const QString &path)
     std::array<unsigned char, 2 * kChunk> text{};
     std::copy(header.begin(), header.end(), pending.begin());
     int held = int(header.size());
-    Measurement result;
+    qint64 characters = 0;
     qint64 total = 0;
     std::array<unsigned char, kChunk + 16> chunk{};
     for (;;) {
@@ -174,19 +167,14 @@ Measurement measureBaseline(const UpdateKeyPair &keys, const QString &path)
         std::copy_n(chunk.begin(), produced, pending.begin() + held);
         held += produced;
         const int whole = held - held % 3;
-        result.characters += encodeAndWrite(out, pending.data(), whole, text);
+        characters += encodeAndWrite(out, pending.data(), whole, text);
         std::copy(pending.begin() + whole, pending.begin() + held, pending.begin());
         held -= whole;
     }
     size_t macLength = 0;
     ensure(EVP_MAC_final(mac.get(), pending.data() + held, &macLength, 32) == 1, "HMAC final");
     held += int(macLength);
-    result.characters += encodeAndWrite(out, pending.data(), held, text);
-
-    result.seconds = double(timer.nsecsElapsed()) / 1e9;
-    result.pageFaults = pageFaults() - faultsBefore;
-    result.peakKiB = peakKiB();
-    return result;
+    return characters + encodeAndWrite(out, pending.data(), held, text);
 }
 
 double mibPerSecond(const Measurement &measurement)
@@ -215,8 +203,12 @@ int main(int argc, char *argv[])
         qint64 baselinePeak = 0;
         out << Qt::fixed << qSetRealNumberPrecision(1);
         for (int round = 1; round <= kRounds; ++round) {
-            const Measurement base = measureBaseline(keys, path);
-            const Measurement token = measureWriter(keys, path);
+            const Measurement base = measure(path, [&](QIODevice &file, QIODevice &out) {
+                return writeBaselineToken(keys, file, out);
+            });
+            const Measurement token = measure(path, [&](QIODevice &file, QIODevice &out) {
+                return writeUpdateToken(keys, file, out);
+            });
             ensure(base.characters == token.characters, "writer and baseline wrote different lengths");
             writerRates.push_back(mibPerSecond(token));
             baselineRates.push_back(mibPerSecond(base));
