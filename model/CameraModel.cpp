@@ -6,17 +6,6 @@
 
 #include <QBrush>
 
-namespace {
-
-QSharedPointer<Item> appendRow(const QSharedPointer<Item> &parent, const QString &label, const QString &value)
-{
-    auto row = QSharedPointer<Item>::create(QList<QVariant>{label, value}, parent);
-    parent->appendChild(row);
-    return row;
-}
-
-} // namespace
-
 CameraModel::CameraModel(QObject *parent)
     : QAbstractItemModel(parent)
     , m_root(QSharedPointer<RootItem>::create(QList<QVariant>{QStringLiteral("Camera Property"), QStringLiteral("Value")}))
@@ -106,15 +95,15 @@ QSharedPointer<CameraItem> CameraModel::createCamera(const QHostAddress &address
     bool isIPv4 = false;
     address.toIPv4Address(&isIPv4);
     const QString addressText = camera->addressText();
-    camera->setIpv4Row(appendRow(camera, QStringLiteral("IPv4 Address"), isIPv4 ? addressText : QString()));
-    camera->setIpv6Row(appendRow(camera, QStringLiteral("IPv6 Address"), isIPv4 ? QString() : addressText));
-    camera->setUpdateStatusRow(appendRow(camera, QStringLiteral("Update Status"), updateStatusText(kNoUpdateStatus)));
-    camera->setLastConnectionRow(appendRow(camera, QStringLiteral("Last Connection"), QString()));
+    camera->setIpv4Row(Item::appendRow(camera, QStringLiteral("IPv4 Address"), isIPv4 ? addressText : QString()));
+    camera->setIpv6Row(Item::appendRow(camera, QStringLiteral("IPv6 Address"), isIPv4 ? QString() : addressText));
+    camera->setUpdateStatusRow(Item::appendRow(camera, QStringLiteral("Update Status"), updateStatusText(kNoUpdateStatus)));
+    camera->setLastConnectionRow(Item::appendRow(camera, QStringLiteral("Last Connection"), QString()));
     camera->setLastConnection(lastConnection);
 
-    const QSharedPointer<Item> version = appendRow(camera, QStringLiteral("Version"), QString());
+    const QSharedPointer<Item> version = Item::appendRow(camera, QStringLiteral("Version"), QString());
     for (auto it = properties.cbegin(); it != properties.cend(); ++it)
-        appendRow(version, it.key(), it.value());
+        Item::appendRow(version, it.key(), it.value());
     camera->setVersionRow(version);
 
     for (int category = 0; category < CameraItem::CategoryCount; ++category) {

@@ -94,3 +94,10 @@ void Item::setData(int column, const QVariant &value)
         return;
     m_data[column] = value;
 }
+
+QSharedPointer<Item> Item::appendRow(const QSharedPointer<Item> &parent, const QString &label, const QString &value)
+{
+    auto row = QSharedPointer<Item>::create(QList<QVariant>{label, value}, parent);
+    parent->appendChild(row);
+    return row;
+}

@@ -31,6 +31,10 @@ public:
     virtual QVariant data(int column) const;
     virtual void setData(int column, const QVariant &value);
 
+    // Creates a plain two-column row below parent and appends it there.
+    static QSharedPointer<Item> appendRow(const QSharedPointer<Item> &parent, const QString &label,
+                                          const QString &value);
+
 private:
     void detachFromParent();
 

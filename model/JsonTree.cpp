@@ -34,13 +34,6 @@ QString valueText(const QJsonValue &value)
 
 namespace {
 
-QSharedPointer<Item> appendRow(const QSharedPointer<Item> &parent, const QString &label, const QString &value)
-{
-    auto row = QSharedPointer<Item>::create(QList<QVariant>{label, value}, parent);
-    parent->appendChild(row);
-    return row;
-}
-
 QJsonDocument documentOf(const QJsonValue &value)
 {
     return value.isArray() ? QJsonDocument(value.toArray()) : QJsonDocument(value.toObject());
@@ -69,7 +62,7 @@ void build(const QJsonDocument &document, const QSharedPointer<Item> &parent, in
         const QStringList keys = object.keys();
         for (const QString &key : keys) {
             const QJsonValue value = object.value(key);
-            const QSharedPointer<Item> row = appendRow(parent, key, valueText(value));
+            const QSharedPointer<Item> row = Item::appendRow(parent, key, valueText(value));
             if (isContainer(value))
                 build(documentOf(value), row, depth + 1);
         }
@@ -79,9 +72,9 @@ void build(const QJsonDocument &document, const QSharedPointer<Item> &parent, in
             const QJsonValue element = array.at(i);
             const QString label = QStringLiteral("#%0").arg(i + 1);
             if (isContainer(element))
-                build(documentOf(element), appendRow(parent, label, QString()), depth + 1);
+                build(documentOf(element), Item::appendRow(parent, label, QString()), depth + 1);
             else
-                appendRow(parent, label, valueText(element));
+                Item::appendRow(parent, label, valueText(element));
         }
     }
 }
