@@ -63,8 +63,8 @@ QByteArray drawIv()
     QRandomGenerator *generator = QRandomGenerator64::system();
     QByteArray iv(kBlockSize, Qt::Uninitialized);
     for (char &byte : iv) {
-        const quint64 draw = generator->generate();
-        byte = char((draw * 255) >> 32);
+        const quint32 draw = generator->generate();
+        byte = char((quint64(draw) * 255) >> 32);
     }
     return iv;
 }

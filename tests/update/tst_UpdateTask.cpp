@@ -11,8 +11,9 @@
 #include <ctime>
 #include <memory>
 
-// UpdateTask on its own thread against a stand-in camera on 127.0.0.1: the replies it accepts
-// and the texts of socket errors.
+// UpdateTask on its own thread against a stand-in camera on 127.0.0.1: the bytes it sends, the
+// replies it accepts (rows run in order; a refused reply leaves the previous status) and the
+// texts of socket errors.
 class tst_UpdateTask : public QObject
 {
     Q_OBJECT
@@ -43,11 +44,15 @@ void tst_UpdateTask::initTestCase()
 void tst_UpdateTask::statusReplies_data()
 {
     QTest::addColumn<QByteArray>("reply");
+    QTest::addColumn<QString>("last");
     QTest::addColumn<int>("code");
     QTest::addColumn<QString>("text");
-    QTest::newRow("blanks around the number") << QByteArray(" -202\n") << -202 << "Update file damaged/truncated (at ";
+    QTest::newRow("blanks around the number") << QByteArray(" -202\n") << "status" << -202
+                                              << "Update file damaged/truncated (at ";
     // The first segment of " -201\n"; the task reads it and never waits for the rest.
-    QTest::newRow("first segment only") << QByteArray(" -2") << -2 << "Unknown Error: -2 (at ";
+    QTest::newRow("first segment only") << QByteArray(" -2") << "status" << -2 << "Unknown Error: -2 (at ";
+    QTest::newRow("letters") << QByteArray("OK!") << "error: Update status could not be gathered" << -2
+                             << "Unknown Error: -2 (at ";
 }
 
 void tst_UpdateTask::statusReplies()
@@ -61,9 +66,12 @@ void tst_UpdateTask::statusReplies()
     // The whole token of a 1-byte file is in before the camera answers.
     QByteArray received;
     QVERIFY(QTest::qWaitFor([&] { return (received += peer->readAll()).size() >= 8 + 100; }, 10000));
+    QCOMPARE(received.left(8), QByteArray::fromHex("0000000000000064"));
+    QCOMPARE(received.size(), 8 + 100);
     QFETCH(QByteArray, reply);
     peer->write(reply);
-    QCOMPARE(runner.events(), QStringList({"sending", "applying", "status"}));
+    QFETCH(QString, last);
+    QCOMPARE(runner.events(), QStringList({"sending", "applying", last}));
     QTEST(m_camera->updateStatus(), "code");
     QFETCH(QString, text);
     QVERIFY2(m_camera->updateStatusRow()->data(1).toString().startsWith(text),

@@ -130,7 +130,15 @@ void tst_UpdateToken::ivBytesStayBelowFF()
 // because the writer holds the token until its end.
 void tst_UpdateToken::failures()
 {
+    // Derived keys repeat their half; a key with distinct halves shows which one signs.
+    QByteArray halves(16, 's');
+    halves.append(QByteArray(16, 'e')).append("ignored beyond 32");
+    const UpdateKeyPair split = splitUpdateKey(QString::fromLatin1(halves.toBase64(QByteArray::Base64UrlEncoding)));
+    QCOMPARE(split.signingKey, QByteArray(16, 's'));
+    QCOMPARE(split.encryptionKey, QByteArray(16, 'e'));
+
     const QString key = deriveUpdateKey(QStringLiteral("admin"), QStringLiteral("secret"));
+    QCOMPARE(deriveUpdateKey(QStringLiteral("someone else"), QStringLiteral("secret")), key);
     for (const QString &shortKey : {QString(), key.left(42), QStringLiteral("!!!! ????")})
         QCOMPARE(thrownText<std::invalid_argument>([&] { splitUpdateKey(shortKey); }), QStringLiteral("Key too short"));
 
