@@ -148,8 +148,10 @@ void CameraClient::onScan()
 
     emit initFinder(address, port, ttl);
     // Each scan clears what an earlier update reported.
-    for (const QSharedPointer<CameraItem> &camera : m_model.cameras())
+    for (const QSharedPointer<CameraItem> &camera : m_model.cameras()) {
         camera->setUpdateStatus(kNoUpdateStatus);
+        m_model.refreshUpdateStatus(camera);
+    }
     m_scanTimer.start(kScanInterval);
 }
 

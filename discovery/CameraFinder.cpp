@@ -38,6 +38,8 @@ QMap<QString, QString> CameraFinder::parseAnswer(const QByteArray &datagram)
 
 void CameraFinder::init()
 {
+    if (m_sender)
+        return;
     m_sender = new QUdpSocket(this);
     m_listener = new QUdpSocket(this);
     connect(m_sender, &QUdpSocket::readyRead, this, &CameraFinder::read);
@@ -47,6 +49,8 @@ void CameraFinder::init()
 
 void CameraFinder::init(const QHostAddress &address, quint16 port, int ttl)
 {
+    if (!m_listener)
+        return;
     m_group = address;
     m_port = port;
     m_ttl = ttl;

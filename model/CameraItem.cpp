@@ -86,7 +86,7 @@ QString CameraItem::categoryLabel(Category category)
         "System", "ANPR", "Access Lists", "Action Events", "ROI", "Actions",
         "Camera Status", "Applications", "Current classifier", "Available classifiers", "Digital I/O",
     };
-    return QString::fromLatin1(labels[category]);
+    return category >= 0 && category < CategoryCount ? QString::fromLatin1(labels[category]) : QString();
 }
 
 CameraItem::Category CameraItem::categoryOfPath(const QString &path)
@@ -135,7 +135,7 @@ void CameraItem::setUnavailable(bool unavailable)
 
 std::tm CameraItem::lastConnection() const
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&m_stateMutex);
     return m_lastConnection;
 }
 
@@ -144,7 +144,7 @@ void CameraItem::setLastConnection(const std::tm &lastConnection)
     char text[20] = {};
     std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &lastConnection);
     {
-        QMutexLocker lock(&m_mutex);
+        QMutexLocker lock(&m_stateMutex);
         m_lastConnection = lastConnection;
     }
     if (m_lastConnectionRow)
@@ -153,13 +153,13 @@ void CameraItem::setLastConnection(const std::tm &lastConnection)
 
 int CameraItem::updateStatus() const
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&m_stateMutex);
     return m_updateStatus;
 }
 
 QDateTime CameraItem::updateTime() const
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&m_stateMutex);
     return m_updateTime;
 }
 
@@ -167,7 +167,7 @@ void CameraItem::setUpdateStatus(int code)
 {
     const QDateTime now = QDateTime::currentDateTime();
     {
-        QMutexLocker lock(&m_mutex);
+        QMutexLocker lock(&m_stateMutex);
         m_updateStatus = code;
         m_updateTime = now;
     }
@@ -177,15 +177,18 @@ void CameraItem::setUpdateStatus(int code)
     }
 }
 
+QMutex &CameraItem::loginMutex() const
+{
+    return m_loginMutex;
+}
+
 std::chrono::system_clock::time_point CameraItem::lastLogin() const
 {
-    QMutexLocker lock(&m_mutex);
     return m_lastLogin;
 }
 
 void CameraItem::setLastLogin(std::chrono::system_clock::time_point time)
 {
-    QMutexLocker lock(&m_mutex);
     m_lastLogin = time;
 }
 
@@ -255,7 +258,7 @@ bool CameraItem::setResource(const QString &path, const QJsonDocument &document)
     if (category == CategoryCount || !m_categoryRows.at(category))
         return false;
 
-    JsonTree::build(document, m_categoryRows.at(category));
+    JsonTree::buildTree(document, m_categoryRows.at(category));
     switch (category) {
     case System:
         addKeysOf(document, keySets().system);

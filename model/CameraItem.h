@@ -61,6 +61,9 @@ public:
     QDateTime updateTime() const;
     void setUpdateStatus(int code);
 
+    // The Web-API client holds this lock across reading the last login time, deciding
+    // whether to log in, and writing the new time; the two accessors expect it held.
+    QMutex &loginMutex() const;
     std::chrono::system_clock::time_point lastLogin() const;
     void setLastLogin(std::chrono::system_clock::time_point time);
 
@@ -90,7 +93,9 @@ public:
     static const QSet<QString> &accessEntryKeys();
 
 private:
-    mutable QMutex m_mutex;
+    mutable QMutex m_loginMutex;
+    // Guards the last connection and the update status, written and read on different threads.
+    mutable QMutex m_stateMutex;
     std::atomic<bool> m_unavailable{false};
     QString m_serial;
     QHostAddress m_address;

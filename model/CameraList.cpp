@@ -40,6 +40,8 @@ QVariant CameraList::data(const QModelIndex &index, int role) const
     if (!index.isValid() || !m_list || index.row() >= m_list->size())
         return {};
     const Entry &entry = m_list->at(index.row());
+    if (!entry.camera)
+        return {};
     if (role == Qt::DisplayRole)
         return QStringLiteral("Cam. %0 @ %1").arg(entry.camera->serial(), entry.camera->addressText());
     if (role == StatusRole)

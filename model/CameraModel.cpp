@@ -143,6 +143,15 @@ void CameraModel::attachResource(const QSharedPointer<CameraItem> &camera, const
         endInsertRows();
 }
 
+void CameraModel::refreshUpdateStatus(const QSharedPointer<CameraItem> &camera)
+{
+    const QSharedPointer<Item> row = camera->updateStatusRow();
+    if (!row || camera->parentItem() != m_root)
+        return;
+    emit dataChanged(createIndex(row->row(), 0, row.data()), createIndex(row->row(), 1, row.data()),
+                     {Qt::DisplayRole});
+}
+
 Item *CameraModel::itemOf(const QModelIndex &index)
 {
     return static_cast<Item *>(index.internalPointer());

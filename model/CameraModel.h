@@ -38,6 +38,8 @@ public slots:
     // Replaces the rows of the category that the resource at path fills, announcing
     // the change to the views. Must run on the model's thread.
     void attachResource(const QSharedPointer<CameraItem> &camera, const QString &path, const QJsonDocument &document);
+    // Tells the views that the camera's update status row has a new text.
+    void refreshUpdateStatus(const QSharedPointer<CameraItem> &camera);
 
 signals:
     void newCamera(QSharedPointer<CameraItem> camera);

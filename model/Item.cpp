@@ -13,14 +13,22 @@ QList<QSharedPointer<Item>> &Item::children()
     return m_children;
 }
 
+// A node without children answers with a null pointer that callers cannot overwrite.
+static QSharedPointer<Item> &noChild()
+{
+    thread_local QSharedPointer<Item> none;
+    none.reset();
+    return none;
+}
+
 QSharedPointer<Item> &Item::firstChild()
 {
-    return m_children.first();
+    return m_children.isEmpty() ? noChild() : m_children.first();
 }
 
 QSharedPointer<Item> &Item::lastChild()
 {
-    return m_children.last();
+    return m_children.isEmpty() ? noChild() : m_children.last();
 }
 
 QSharedPointer<Item> Item::child(int row) const

@@ -46,7 +46,7 @@ bool isContainer(const QJsonValue &value)
 
 } // namespace
 
-void build(const QJsonDocument &document, const QSharedPointer<Item> &parent, int depth)
+void buildTree(const QJsonDocument &document, const QSharedPointer<Item> &parent, int depth)
 {
     if (document.isNull())
         return;
@@ -64,7 +64,7 @@ void build(const QJsonDocument &document, const QSharedPointer<Item> &parent, in
             const QJsonValue value = object.value(key);
             const QSharedPointer<Item> row = Item::appendRow(parent, key, valueText(value));
             if (isContainer(value))
-                build(documentOf(value), row, depth + 1);
+                buildTree(documentOf(value), row, depth + 1);
         }
     } else {
         const QJsonArray array = document.array();
@@ -72,7 +72,7 @@ void build(const QJsonDocument &document, const QSharedPointer<Item> &parent, in
             const QJsonValue element = array.at(i);
             const QString label = QStringLiteral("#%0").arg(i + 1);
             if (isContainer(element))
-                build(documentOf(element), Item::appendRow(parent, label, QString()), depth + 1);
+                buildTree(documentOf(element), Item::appendRow(parent, label, QString()), depth + 1);
             else
                 Item::appendRow(parent, label, valueText(element));
         }

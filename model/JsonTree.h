@@ -15,9 +15,9 @@ QString valueText(const QJsonValue &value);
 
 // Unfolds document into rows below parent. At depth 0 the old rows are replaced
 // (and a category node keeps the document); a null document leaves everything as it was.
-void build(const QJsonDocument &document, const QSharedPointer<Item> &parent, int depth = 0);
+void buildTree(const QJsonDocument &document, const QSharedPointer<Item> &parent, int depth = 0);
 
-// How many rows build() puts directly below the parent for this document.
+// How many rows buildTree() puts directly below the parent for this document.
 int topLevelRowCount(const QJsonDocument &document);
 
 } // namespace JsonTree

@@ -207,7 +207,13 @@ private slots:
         CameraModel model;
         model.addCamera(QHostAddress("10.0.0.1"), withSerial("A"), timeOf(1, 0, 0));
         const QSharedPointer<CameraItem> camera = model.cameras().first();
+        QSignalSpy changed(&model, &CameraModel::dataChanged);
         camera->setUpdateStatus(-201);
+        model.refreshUpdateStatus(camera);
+        QCOMPARE(changed.count(), 1);
+        const QModelIndex statusIndex = changed.at(0).at(1).value<QModelIndex>();
+        QCOMPARE(model.data(statusIndex).toString(), camera->updateStatusRow()->data(1).toString());
+        QCOMPARE(model.data(statusIndex.siblingAtColumn(0)).toString(), QStringLiteral("Update Status"));
         QCOMPARE(camera->updateStatus(), -201);
         QVERIFY(camera->updateTime().isValid());
         const QRegularExpression shown(QStringLiteral(R"(^Invalid user/password \(at \d{4}-\d\d-\d\d \d\d:\d\d:\d\d\)$)"));

@@ -62,7 +62,7 @@ private slots:
         QCOMPARE(JsonTree::valueText(value), text);
     }
 
-    void build_data()
+    void buildTree_data()
     {
         QTest::addColumn<QByteArray>("json");
         QTest::addColumn<QStringList>("rows");
@@ -80,14 +80,14 @@ private slots:
         QTest::newRow("empty array") << QByteArray("[]") << QStringList{};
     }
 
-    void build()
+    void buildTree()
     {
         QFETCH(QByteArray, json);
         QFETCH(QStringList, rows);
         const Category owner;
         const QSharedPointer<JsonItem> &category = owner.node;
         const QJsonDocument document = QJsonDocument::fromJson(json);
-        JsonTree::build(document, category);
+        JsonTree::buildTree(document, category);
         QCOMPARE(render(category), rows);
         QCOMPARE(category->document(), document);
         QCOMPARE(JsonTree::topLevelRowCount(document), category->childCount());
@@ -101,14 +101,14 @@ private slots:
     {
         const Category owner;
         const QSharedPointer<JsonItem> &category = owner.node;
-        JsonTree::build(QJsonDocument::fromJson(R"({"a": 1, "b": 2})"), category);
+        JsonTree::buildTree(QJsonDocument::fromJson(R"({"a": 1, "b": 2})"), category);
         const QSharedPointer<Item> oldRow = category->child(0);
 
-        JsonTree::build(QJsonDocument::fromJson(R"({"c": 3})"), category);
+        JsonTree::buildTree(QJsonDocument::fromJson(R"({"c": 3})"), category);
         QCOMPARE(render(category), QStringList{"c=3"});
         QVERIFY2(!oldRow->parentItem(), "a released row lets go of its parent");
 
-        JsonTree::build(QJsonDocument::fromJson("not json"), category);
+        JsonTree::buildTree(QJsonDocument::fromJson("not json"), category);
         QCOMPARE(render(category), QStringList{"c=3"});
         QCOMPARE(category->document(), QJsonDocument::fromJson(R"({"c": 3})"));
     }
@@ -132,8 +132,11 @@ private slots:
         parent->setData(1, "changed");
         QCOMPARE(parent->data(1).toString(), QStringLiteral("changed"));
 
+        QCOMPARE(parent->firstChild(), first);
+        QCOMPARE(parent->lastChild(), second);
         parent->clearChildren();
         QCOMPARE(parent->childCount(), 0);
+        QVERIFY(!parent->firstChild() && !parent->lastChild());
         QCOMPARE(first->row(), 0);
     }
 };
