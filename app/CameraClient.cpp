@@ -1,7 +1,12 @@
 #include "CameraClient.h"
 #include "ui_CameraClient.h"
 
+#include "CameraAPI.h"
 #include "CameraFinder.h"
+#include "ContactTask.h"
+#include "FilterRefresher.h"
+#include "MessageGatherer.h"
+#include "SnapshotTask.h"
 #include "UpdateStatus.h"
 
 #include <QAbstractItemModel>
@@ -10,6 +15,7 @@
 #include <QDesktopServices>
 #include <QMessageBox>
 #include <QPersistentModelIndex>
+#include <QPixmap>
 #include <QUrl>
 
 #include <ctime>
@@ -18,6 +24,7 @@ namespace {
 
 constexpr int kScanInterval = 500;
 constexpr int kProbesPerScan = 20;
+constexpr quint32 kContactInterval = 5000;
 
 // The settings keys, each with the field it is read into and written from.
 struct SettingField
@@ -48,7 +55,7 @@ bool parseAddress(const QString &text, QHostAddress &address)
 
 } // namespace
 
-CameraClient::CameraClient(QWidget *parent)
+CameraClient::CameraClient(QWidget *parent, Network network)
     : QMainWindow(parent)
     , ui(new Ui::CameraClient)
 {
@@ -65,10 +72,25 @@ CameraClient::CameraClient(QWidget *parent)
     ui->tvCameras->setModel(&m_proxy);
 
     m_finder = new CameraFinder;
+    m_api = new CameraAPI;
+    m_contactTask = new ContactTask(&m_model, QString(), QString(), kContactInterval);
+    m_snapshotTask = new SnapshotTask(m_api, this);
+    m_filterRefresher = new FilterRefresher(&m_proxy, this);
+    m_messages = new MessageGatherer(
+        [this](MessageGatherer::Kind kind, const QString &title, const QString &text) {
+            if (kind == MessageGatherer::Kind::Success)
+                QMessageBox::information(this, title, text);
+            else
+                QMessageBox::warning(this, title, text);
+        },
+        this);
     m_finder->moveToThread(&m_workerThread);
+    m_api->moveToThread(&m_workerThread);
+    m_contactTask->moveToThread(&m_workerThread);
 
     connectObjects();
-    m_workerThread.start(QThread::InheritPriority);
+    if (network == Network::Started)
+        m_workerThread.start(QThread::InheritPriority);
     registerMetaTypes();
 }
 
@@ -76,9 +98,15 @@ CameraClient::~CameraClient()
 {
     if (m_scanTimer.isActive())
         m_scanTimer.stop();
-    // Its finished signal queues the deletion of the worker objects on their own thread.
-    m_workerThread.quit();
-    m_workerThread.wait();
+    if (m_workerThread.isRunning()) {
+        // Its finished signal queues the deletion of the worker objects on their own thread.
+        m_workerThread.quit();
+        m_workerThread.wait();
+    } else {
+        delete m_finder;
+        delete m_api;
+        delete m_contactTask;
+    }
     delete ui;
 }
 
@@ -86,11 +114,38 @@ void CameraClient::connectObjects()
 {
     connect(&m_scanTimer, &QTimer::timeout, this, &CameraClient::onTimeout);
     connect(&m_workerThread, &QThread::started, m_finder, qOverload<>(&CameraFinder::init));
+    connect(&m_workerThread, &QThread::started, m_api, &CameraAPI::init);
+    connect(&m_workerThread, &QThread::started, m_contactTask, &ContactTask::init);
     connect(this, &CameraClient::initFinder, m_finder,
             qOverload<const QHostAddress &, quint16, int>(&CameraFinder::init));
     connect(this, &CameraClient::startScan, m_finder, &CameraFinder::scan);
+    connect(this, &CameraClient::startExport, m_api, &CameraAPI::exportResults);
+    connect(this, &CameraClient::newCredentials, m_contactTask, &ContactTask::setCredentials);
     connect(m_finder, &CameraFinder::foundRemote, &m_model, &CameraModel::addCamera);
+    connect(this, &CameraClient::newCredentials, m_api, &CameraAPI::setCredentials);
+    // Re-filtering follows every answer and every availability change, folded per interval.
+    connect(m_api, &CameraAPI::updatedData, m_filterRefresher, &FilterRefresher::request);
+    connect(m_api, &CameraAPI::error, this, &CameraClient::onError, Qt::QueuedConnection);
+    connect(m_contactTask, &ContactTask::cameraAvailable, m_filterRefresher, &FilterRefresher::request);
+    connect(m_contactTask, &ContactTask::cameraUnavailable, m_filterRefresher, &FilterRefresher::request);
+    connect(m_snapshotTask, &SnapshotTask::gotImage, this,
+            [this](QSharedPointer<QByteArray> image) { onDrawPreview(m_snapshotTask->camera(), image); });
     connect(&m_workerThread, &QThread::finished, m_finder, &QObject::deleteLater);
+    connect(&m_workerThread, &QThread::finished, m_api, &QObject::deleteLater);
+    connect(&m_workerThread, &QThread::finished, m_contactTask, &QObject::deleteLater);
+    connect(this, &CameraClient::refresh, m_api, &CameraAPI::onLogin);
+    connect(&m_model, &CameraModel::newCamera, m_api, &CameraAPI::onLogin);
+    // A successful login fans out into the eleven reads that fill the camera's categories.
+    for (auto read : {&CameraAPI::viewCameraStatus, &CameraAPI::viewApps, &CameraAPI::viewSystemProperties,
+                      &CameraAPI::viewANPRProperties, &CameraAPI::viewAccessProperties,
+                      &CameraAPI::viewActionEventProperties, &CameraAPI::viewROIProperties,
+                      &CameraAPI::viewActions, &CameraAPI::viewClassifier, &CameraAPI::listClassifiers,
+                      &CameraAPI::viewDigitalIO}) {
+        connect(m_api, &CameraAPI::loggedIn, m_api, read);
+    }
+    // The rows of a category are replaced by the model on this thread, never by the client.
+    connect(m_api, &CameraAPI::resourceReceived, &m_model, &CameraModel::attachResource);
+    connect(m_api, &CameraAPI::success, this, &CameraClient::onSuccess, Qt::QueuedConnection);
 }
 
 void CameraClient::registerMetaTypes()
@@ -244,4 +299,54 @@ void CameraClient::closeEvent(QCloseEvent *event)
 void CameraClient::onAbout()
 {
     QDesktopServices::openUrl(kMakerSite);
+}
+
+QSharedPointer<CameraItem> CameraClient::cameraAt(const QModelIndex &proxyIndex) const
+{
+    return m_model.cameraAt(m_proxy.mapToSource(proxyIndex));
+}
+
+void CameraClient::onVisitCamera(QModelIndex index)
+{
+    const QSharedPointer<CameraItem> camera = cameraAt(index);
+    if (!camera)
+        return;
+    bool isIPv4 = false;
+    const quint32 ipv4 = camera->address().toIPv4Address(&isIPv4);
+    const QString host = isIPv4 ? QHostAddress(ipv4).toString()
+                                : QLatin1Char('[') + camera->address().toString() + QLatin1Char(']');
+    if (!host.isEmpty())
+        QDesktopServices::openUrl(QUrl(QStringLiteral("http://") + host + QLatin1Char('/')));
+}
+
+void CameraClient::onPreviewCamera(QModelIndex index)
+{
+    const QSharedPointer<CameraItem> clicked = cameraAt(index);
+    const QSharedPointer<CameraItem> camera =
+        clicked ? m_model.findCamera(clicked->serial(), clicked->address()) : QSharedPointer<CameraItem>();
+    if (!camera) {
+        m_snapshotTask->stop();
+        return;
+    }
+    m_snapshotTask->setCamera(camera);
+    m_snapshotTask->start();
+    m_snapshotTask->fetchImage();
+}
+
+void CameraClient::onDrawPreview(QSharedPointer<CameraItem>, QSharedPointer<QByteArray> image)
+{
+    QPixmap picture;
+    picture.loadFromData(*image);
+    ui->lbPreview->setPixmap(
+        picture.scaled(ui->lbPreview->width(), ui->lbPreview->height(), Qt::KeepAspectRatio, Qt::SmoothTransformation));
+}
+
+void CameraClient::onSuccess(QString msg)
+{
+    m_messages->onSuccess(msg);
+}
+
+void CameraClient::onError(QString msg)
+{
+    m_messages->onError(msg);
 }

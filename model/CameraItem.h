@@ -80,9 +80,6 @@ public:
     void setVersionRow(const QSharedPointer<Item> &row);
     void setCategoryRow(Category category, const QSharedPointer<JsonItem> &row);
 
-    // Rebuilds the category that the resource at path fills; false when the path fills none.
-    bool setResource(const QString &path, const QJsonDocument &document);
-
     // Keys seen so far across all cameras; they outlive any one camera list.
     static QSet<QString> discoveryKeys();
     static QSet<QString> systemKeys();
@@ -93,6 +90,12 @@ public:
     static const QSet<QString> &accessEntryKeys();
 
 private:
+    // Views read the rows while they are replaced, so only the model may rebuild them, on its
+    // own thread and inside its row-change announcements.
+    friend class CameraModel;
+    // Rebuilds the category that the resource at path fills; false when the path fills none.
+    bool setResource(const QString &path, const QJsonDocument &document);
+
     mutable QMutex m_loginMutex;
     // Guards the last connection and the update status, written and read on different threads.
     mutable QMutex m_stateMutex;

@@ -53,6 +53,13 @@ QSharedPointer<CameraItem> CameraModel::findCameraLocked(const QString &serial, 
     return {};
 }
 
+QSharedPointer<CameraItem> CameraModel::cameraAt(const QModelIndex &index) const
+{
+    if (!index.isValid() || index.model() != this || index.parent().isValid())
+        return {};
+    return m_root->child(index.row()).dynamicCast<CameraItem>();
+}
+
 void CameraModel::clear()
 {
     QMutexLocker lock(&m_mutex);

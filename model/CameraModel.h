@@ -24,6 +24,8 @@ public:
     // A snapshot of the cameras in tree order; safe to call from any thread.
     QList<QSharedPointer<CameraItem>> cameras() const;
     QSharedPointer<CameraItem> findCamera(const QString &serial, const QHostAddress &address) const;
+    // The camera whose own row this is; null for property rows and invalid indexes.
+    QSharedPointer<CameraItem> cameraAt(const QModelIndex &index) const;
     void clear();
 
     QModelIndex index(int row, int column, const QModelIndex &parent = QModelIndex()) const override;

@@ -199,7 +199,6 @@ private slots:
         const QSharedPointer<JsonItem> anprNode = model.cameras().last()->categoryRow(CameraItem::ANPR);
         QCOMPARE(anprNode->childCount(), 2);
         QCOMPARE(anprNode->document(), anpr);
-        QVERIFY(!model.cameras().first()->setResource(QStringLiteral("/properties/unknown"), anpr));
     }
 
     void updateStatusText()

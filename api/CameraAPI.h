@@ -1,0 +1,133 @@
+#pragma once
+
+#include "CameraItem.h"
+
+#include <QByteArray>
+#include <QDate>
+#include <QFileDevice>
+#include <QHash>
+#include <QJsonDocument>
+#include <QMap>
+#include <QMutex>
+#include <QNetworkRequest>
+#include <QObject>
+#include <QSharedPointer>
+#include <QStringList>
+#include <QTime>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+class QHttpMultiPart;
+class QNetworkAccessManager;
+class QNetworkCookieJar;
+class QNetworkReply;
+
+// Talks HTTP to the cameras' Web-API. Every slot starts one asynchronous request and returns;
+// the answer comes back through onFinished, which finds the request's camera again by the
+// number stored on the reply and turns the answer into one of the signals.
+class CameraAPI : public QObject
+{
+    Q_OBJECT
+
+public:
+    using Clock = std::function<std::chrono::system_clock::time_point()>;
+
+    explicit CameraAPI(QObject *parent = nullptr);
+    ~CameraAPI() override;
+
+    // Sessions last half an hour; tests hand in a clock instead of waiting that long.
+    void setClock(Clock clock);
+
+    // The text of a file error as the user reads it in a "Could not write" line.
+    static QString fileErrorText(QFileDevice::FileError error);
+
+signals:
+    void connectionError(QSharedPointer<CameraItem> cam);
+    void loggedIn(QSharedPointer<CameraItem> cam);
+    void error(QString msg);
+    void success(QString msg);
+    void updatedData();
+    void liveImage(QSharedPointer<CameraItem> cam, QSharedPointer<QByteArray> image);
+    void accessList(QSharedPointer<CameraItem> cam, QString list, QJsonDocument entries);
+    // A category document arrived. The rows are the model's to replace on its own thread,
+    // so the client never touches the tree itself.
+    void resourceReceived(QSharedPointer<CameraItem> cam, QString path, QJsonDocument document);
+
+public slots:
+    void init();
+    void setCredentials(QString username, QString password);
+    void onLogin(QSharedPointer<CameraItem> cam);
+
+    void viewCameraStatus(QSharedPointer<CameraItem> cam);
+    void viewApps(QSharedPointer<CameraItem> cam);
+    void viewSystemProperties(QSharedPointer<CameraItem> cam);
+    void viewANPRProperties(QSharedPointer<CameraItem> cam);
+    void viewAccessProperties(QSharedPointer<CameraItem> cam);
+    void viewActionEventProperties(QSharedPointer<CameraItem> cam);
+    void viewROIProperties(QSharedPointer<CameraItem> cam);
+    void viewActions(QSharedPointer<CameraItem> cam);
+    void viewClassifier(QSharedPointer<CameraItem> cam);
+    void listClassifiers(QSharedPointer<CameraItem> cam);
+    void viewDigitalIO(QSharedPointer<CameraItem> cam);
+    void fetchLiveResult(QSharedPointer<CameraItem> cam);
+    void fetchLiveSnapshot(QSharedPointer<CameraItem> cam);
+    void exportResults(QSharedPointer<CameraItem> cam, QString directory);
+    void downloadClassifier(QSharedPointer<CameraItem> cam, QString classifier, QString directory);
+    void downloadAccessList(QSharedPointer<CameraItem> cam, QString access_list, QString directory);
+
+    void reinit(QSharedPointer<CameraItem> cam);
+    void reset(QSharedPointer<CameraItem> cam);
+    void reboot(QSharedPointer<CameraItem> cam);
+    void defaultToClassifier(QSharedPointer<CameraItem> cam, QString classifier);
+    void setSystemProperties(QSharedPointer<CameraItem> cam, QMap<QString, QString> properties);
+    void setANPRProperties(QSharedPointer<CameraItem> cam, QMap<QString, QString> properties);
+    void fetchAccessListEntries(QSharedPointer<CameraItem> cam, QString access_list, QString pattern);
+    void addAccessListEntry(QSharedPointer<CameraItem> cam, QString access_list, QString plate, bool always,
+                            QDate start, QDate end, QStringList weekdays, QTime from, QTime to);
+    void deleteAccessListEntry(QSharedPointer<CameraItem> cam, QString access_list, int index, QString pattern);
+    void uploadClassifier(QSharedPointer<CameraItem> cam, QString classifier, QString filename, bool overwrite);
+    void uploadAccessList(QSharedPointer<CameraItem> cam, QString access_list, QString filename);
+
+    void onFinished(QNetworkReply *reply);
+
+private:
+    quint32 storeCamera(const QSharedPointer<CameraItem> &cam);
+    QSharedPointer<CameraItem> takeCamera(quint32 id);
+    bool sessionValid(const CameraItem &cam) const;
+    QNetworkReply *postLogin(const QSharedPointer<CameraItem> &cam);
+    void sendRequest(const QSharedPointer<CameraItem> &cam, QNetworkRequest request, const QString &method,
+                     const QByteArray &body, const QByteArray &extra = QByteArray());
+    void loginAndRequest(const QSharedPointer<CameraItem> &cam, const QString &method, const QByteArray &body);
+    void getResource(const QSharedPointer<CameraItem> &cam, const QString &path,
+                     const QByteArray &extra = QByteArray());
+    void setProperties(const QSharedPointer<CameraItem> &cam, const QMap<QString, QString> &properties);
+    void postMultipart(const QSharedPointer<CameraItem> &cam, const QString &path, QHttpMultiPart *body);
+    void putMultipart(const QSharedPointer<CameraItem> &cam, const QString &path, QHttpMultiPart *body);
+    void sendJson(const QSharedPointer<CameraItem> &cam, const QString &path, const QString &method,
+                  const QJsonDocument &document);
+
+    void reportHttpError(const QSharedPointer<CameraItem> &cam, QNetworkReply *reply, int status);
+    void routeGet(const QSharedPointer<CameraItem> &cam, QNetworkReply *reply, const QString &path);
+    void routePost(const QSharedPointer<CameraItem> &cam, const QString &path);
+    void routePatch(const QSharedPointer<CameraItem> &cam, const QString &path);
+    void routeDelete(const QSharedPointer<CameraItem> &cam, QNetworkReply *reply, const QString &path);
+    void routeResource(const QSharedPointer<CameraItem> &cam, QNetworkReply *reply, const QString &path);
+    void reportDownload(const QSharedPointer<CameraItem> &cam, QNetworkReply *reply, const QString &nameTemplate,
+                        const QString &failure, const QString &done);
+
+    static QString message(const QSharedPointer<CameraItem> &cam, const QString &text);
+
+    std::unique_ptr<QNetworkAccessManager> m_manager;
+    // Owned by the manager once installed there.
+    QNetworkCookieJar *m_cookieJar = nullptr;
+    QString m_username;
+    QString m_password;
+    quint64 m_sessionLifetimeMinutes = 30;
+    QHash<quint32, QSharedPointer<CameraItem>> m_pendingCameras;
+    quint32 m_nextRequest = 0;
+    quint64 m_pendingRequests = 0;
+    QMutex m_pendingMutex;
+    Clock m_clock;
+};
