@@ -51,9 +51,10 @@ QString secondToLastSegment(const QString &path)
     return path.section(QLatin1Char('/'), -2, -2);
 }
 
-QString timeStamp()
+QString timeStamp(std::chrono::system_clock::time_point now)
 {
-    return QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-ddThh-mm-ss.zzz"));
+    const auto msecs = std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count();
+    return QDateTime::fromMSecsSinceEpoch(msecs).toString(QStringLiteral("yyyy-MM-ddThh-mm-ss.zzz"));
 }
 
 // Copies the reply into a new file in the directory the request carried; never overwrites.
@@ -450,7 +451,7 @@ void CameraAPI::routeGet(const QSharedPointer<CameraItem> &cam, QNetworkReply *r
 {
     if (path == QLatin1String("/export/results")) {
         const QFileDevice::FileError result =
-            writeReplyToFile(reply, QStringLiteral("Camera_%0_%1.zip").arg(cam->serial(), timeStamp()));
+            writeReplyToFile(reply, QStringLiteral("Camera_%0_%1.zip").arg(cam->serial(), timeStamp(m_clock())));
         if (result != QFileDevice::NoError) {
             emit error(message(cam, QStringLiteral("Could not write exported results to file: %0")
                                         .arg(fileErrorText(result))));
@@ -459,13 +460,13 @@ void CameraAPI::routeGet(const QSharedPointer<CameraItem> &cam, QNetworkReply *r
         emit liveImage(cam, QSharedPointer<QByteArray>::create(reply->readAll()));
     } else if (path.startsWith(QLatin1String("/classifier/file"))) {
         reportDownload(cam, reply,
-                       QStringLiteral("Camera_%0_%1_%2").arg(cam->serial(), lastSegment(path), timeStamp()),
+                       QStringLiteral("Camera_%0_%1_%2").arg(cam->serial(), lastSegment(path), timeStamp(m_clock())),
                        QStringLiteral("Could not write classifier to file: %0"),
                        QStringLiteral("Download of classifier successful"));
     } else if (path.startsWith(QLatin1String("/access/")) && path.endsWith(QLatin1String("/file"))) {
         // The time stands before the list name here, unlike in classifier downloads.
         reportDownload(cam, reply,
-                       QStringLiteral("Camera_%0_%2_%1").arg(cam->serial(), secondToLastSegment(path), timeStamp()),
+                       QStringLiteral("Camera_%0_%2_%1").arg(cam->serial(), secondToLastSegment(path), timeStamp(m_clock())),
                        QStringLiteral("Could not write access list to file: %0"),
                        QStringLiteral("Download of access list successful"));
     } else if (path.startsWith(QLatin1String("/access/"))) {
