@@ -6,6 +6,8 @@ set -euo pipefail
 packages=(
     build-essential cmake
     qt6-base-dev qt6-base-dev-tools libgl-dev
+    # The HTTP server's CMake package needs the WebSockets one, which Debian does not pull in.
+    qt6-httpserver-dev qt6-websockets-dev
     libssl-dev
     python3 python3-cryptography
     iproute2 util-linux

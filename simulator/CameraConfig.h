@@ -4,7 +4,8 @@
 #include <QString>
 
 // Everything one simulated camera is: what it says about itself on discovery, where it lives,
-// the password its update key comes from, and how it misbehaves when a test asks it to.
+// the password its update key comes from, who may log in to its Web-API, and how it misbehaves
+// when a test asks it to.
 struct CameraConfig
 {
     enum class AnswerMode { Unicast, Multicast };
@@ -16,6 +17,15 @@ struct CameraConfig
         Split,       // real verification, answer sent in two TCP segments
         Silent,      // reads the token, closes without answering
         Refuse,      // no listener at all, connections are refused
+    };
+
+    enum class WebBehaviour {
+        Ok,            // a working Web-API
+        Refuse,        // no listener at all, connections are refused
+        Hang,          // accepts and reads requests, never answers
+        Error500,      // every request answers 500 with a JSON message
+        Error500Plain, // every request answers 500 with an empty body
+        Malformed,     // logins work, JSON resources arrive cut in half
     };
 
     QString serial;
@@ -31,4 +41,12 @@ struct CameraConfig
     bool withoutSerial = false;
     UpdateBehaviour updateBehaviour = UpdateBehaviour::Verify;
     int updateCode = 0;
+    QString webUser = QStringLiteral("admin");
+    QString webPassword = QStringLiteral("admin");
+    int sessionSeconds = 3600;
+    WebBehaviour webBehaviour = WebBehaviour::Ok;
+    // The Web-API stops listening silentAfterMs after start for silentForMs (0: for good);
+    // a negative silentAfterMs keeps it listening.
+    qint64 silentAfterMs = -1;
+    qint64 silentForMs = 0;
 };

@@ -3,6 +3,8 @@
 #include "LabAddresses.h"
 
 #include <QCryptographicHash>
+#include <QList>
+#include <QPair>
 #include <QStringList>
 
 bool CameraTextParser::parse(const QString &text, CameraConfig *config, QString *error)
@@ -56,6 +58,27 @@ bool CameraTextParser::parse(const QString &text, CameraConfig *config, QString 
         } else if (key == QLatin1String("update")) {
             if (!parseUpdateMode(value, &result)) {
                 *error = QStringLiteral("unknown update mode '%1'").arg(value);
+                return false;
+            }
+        } else if (key == QLatin1String("webuser")) {
+            result.webUser = value;
+        } else if (key == QLatin1String("webpassword")) {
+            result.webPassword = value;
+        } else if (key == QLatin1String("session")) {
+            bool ok = false;
+            result.sessionSeconds = value.toInt(&ok);
+            if (!ok || result.sessionSeconds < 0) {
+                *error = QStringLiteral("session must be a number of seconds, not '%1'").arg(value);
+                return false;
+            }
+        } else if (key == QLatin1String("web")) {
+            if (!parseWebMode(value, &result)) {
+                *error = QStringLiteral("unknown web mode '%1'").arg(value);
+                return false;
+            }
+        } else if (key == QLatin1String("silent")) {
+            if (!parseSilence(value, &result)) {
+                *error = QStringLiteral("silent must be AFTER:FOR in seconds, not '%1'").arg(value);
                 return false;
             }
         } else {
@@ -161,5 +184,44 @@ bool CameraTextParser::parseUpdateMode(const QString &text, CameraConfig *config
     } else {
         return false;
     }
+    return true;
+}
+
+bool CameraTextParser::parseWebMode(const QString &text, CameraConfig *config)
+{
+    using Behaviour = CameraConfig::WebBehaviour;
+    static const QList<QPair<QString, Behaviour>> modes = {
+        {QStringLiteral("ok"), Behaviour::Ok},
+        {QStringLiteral("refuse"), Behaviour::Refuse},
+        {QStringLiteral("hang"), Behaviour::Hang},
+        {QStringLiteral("error500"), Behaviour::Error500},
+        {QStringLiteral("error500plain"), Behaviour::Error500Plain},
+        {QStringLiteral("malformed"), Behaviour::Malformed},
+    };
+    for (const auto &mode : modes) {
+        if (text == mode.first) {
+            config->webBehaviour = mode.second;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool CameraTextParser::parseSilence(const QString &text, CameraConfig *config)
+{
+    const QStringList parts = text.split(QLatin1Char(':'));
+    if (parts.size() != 2)
+        return false;
+    bool afterOk = false;
+    bool forOk = false;
+    const double after = parts.at(0).toDouble(&afterOk);
+    const double duration = parts.at(1).toDouble(&forOk);
+    // The upper bound keeps the milliseconds within a timer's range.
+    constexpr double kMaxSeconds = 2e6;
+    if (!afterOk || !forOk || after < 0 || duration < 0 || after > kMaxSeconds
+        || duration > kMaxSeconds)
+        return false;
+    config->silentAfterMs = qRound64(after * 1000);
+    config->silentForMs = qRound64(duration * 1000);
     return true;
 }

@@ -27,6 +27,18 @@
 //                          split     verify, answer in two TCP segments (" -2", then "02\n")
 //                          silent    read the token, close without answering
 //                          refuse    do not listen: connections are refused
+//   webuser=TEXT         Web-API user name (default admin)
+//   webpassword=TEXT     Web-API password (default admin)
+//   session=SECONDS      lifetime of a Web-API session (default 3600)
+//   web=MODE             Web-API behaviour, MODE one of
+//                          ok             a working Web-API (default)
+//                          refuse         do not listen: connections are refused
+//                          hang           accept and read requests, never answer
+//                          error500       answer every request with 500 and a JSON message
+//                          error500plain  answer every request with 500 and no body
+//                          malformed      log in as usual, answer JSON resources cut in half
+//   silent=AFTER:FOR     the Web-API stops listening AFTER seconds after start, for FOR seconds
+//                        (0: for good); both may be fractions such as 0.5
 //
 // Example: serial=A100,ipv4=10.77.0.10,ipv6=fd77::10,version=3.2.1,answer=multicast,update=split
 class CameraTextParser
@@ -42,4 +54,6 @@ private:
     static bool parseAddress(const QString &text, QAbstractSocket::NetworkLayerProtocol protocol,
                              QHostAddress *address, QString *error);
     static bool parseUpdateMode(const QString &text, CameraConfig *config);
+    static bool parseWebMode(const QString &text, CameraConfig *config);
+    static bool parseSilence(const QString &text, CameraConfig *config);
 };

@@ -11,9 +11,9 @@ namespace {
 
 const char kDescription[] =
     "Simulates number-plate cameras for the network lab (lab/netlab): each camera answers the\n"
-    "discovery probe and runs an update service on its own address. Run it only inside a\n"
-    "camera namespace of the lab; it refuses addresses outside 10.77/16, 10.78/16, fd77::/16\n"
-    "and fd78::/16.\n"
+    "discovery probe and runs an update service and a Web-API (HTTP, port 80) on its own\n"
+    "addresses. Run it only inside a camera namespace of the lab; it refuses addresses outside\n"
+    "10.77/16, 10.78/16, fd77::/16 and fd78::/16.\n"
     "\n"
     "Camera text (--camera): comma-separated items, \"key=value\" or a bare flag;\n"
     "write a literal comma or backslash in a value as \\, or \\\\.\n"
@@ -34,10 +34,23 @@ const char kDescription[] =
     "                        update service: verify and store (ok, default), answer code N,\n"
     "                        answer \"OK!\", answer the real code in two TCP segments, close\n"
     "                        without answering, or refuse connections\n"
+    "  webuser=TEXT          Web-API user name (default admin)\n"
+    "  webpassword=TEXT      Web-API password (default admin)\n"
+    "  session=SECONDS       lifetime of a Web-API session (default 3600)\n"
+    "  web=ok|refuse|hang|error500|error500plain|malformed\n"
+    "                        Web-API: work (ok, default), refuse connections, read requests\n"
+    "                        and never answer, answer every request with 500 and {\"msg\": ...},\n"
+    "                        with 500 and a plain-text body, or log in as usual but answer JSON\n"
+    "                        resources cut in half\n"
+    "  silent=AFTER:FOR      the Web-API stops listening AFTER seconds after start and drops\n"
+    "                        its connections, for FOR seconds (0: for good); fractions allowed\n"
     "Example: --camera serial=A100,ipv4=10.77.0.10,ipv6=fd77::10,version=3.2.1,answer=multicast\n"
     "\n"
     "Fleet (--fleet N --network K [--fleet-start I]): N varied cameras SIMK-<index> on lab\n"
-    "address indexes I..I+N-1 of network K (10.7<6+K>.0.<10+index>, fd7<6+K>::<10+index>).\n"
+    "address indexes I..I+N-1 of network K (10.7<6+K>.0.<10+index>, fd7<6+K>::<10+index>),\n"
+    "Web-API user admin, password admin.\n"
+    "\n"
+    "SIGUSR1 switches the Web-API of every camera off (as with silent=) or on again.\n"
     "\n"
     "Standard output, one line per event:\n"
     "  ready                                   every socket of every camera is open\n"
@@ -48,7 +61,17 @@ const char kDescription[] =
     "                                          length and characters actually received\n"
     "  updated <serial> <bytes>                a verified update file was accepted\n"
     "  update-failed <serial> <code>           an update was refused with this code\n"
-    "  update-fault <serial> <mode>            a fault mode answered instead of verifying";
+    "  update-fault <serial> <mode>            a fault mode answered instead of verifying\n"
+    "  http <serial> <method> <path> <type> <length> <sha256>\n"
+    "                                          a Web-API request arrived: method, path without\n"
+    "                                          query, content type without parameters (- when\n"
+    "                                          none), body length and SHA-256 of the body (hex)\n"
+    "  upload <serial> <method> <path> <name> <filename> <length> <sha256>\n"
+    "                                          one part of a multipart/form-data request:\n"
+    "                                          part name, file name (- when none), length and\n"
+    "                                          SHA-256 of the part's body\n"
+    "  web-silent <serial>                     the Web-API stopped listening\n"
+    "  web-listening <serial>                  the Web-API listens again";
 
 } // namespace
 
@@ -91,8 +114,11 @@ bool CommandLine::parse(const QCoreApplication &app, SimulatorOptions *options, 
                                          QStringLiteral("Update service gives up on a token "
                                                         "after this long without data."),
                                          QStringLiteral("ms"), QStringLiteral("1500"));
+    const QCommandLineOption webPort(QStringLiteral("web-port"),
+                                     QStringLiteral("TCP port of the Web-API."),
+                                     QStringLiteral("port"), QStringLiteral("80"));
     parser.addOptions({camera, fleet, network, fleetStart, store, updatePort, probePort,
-                       probeGroup4, probeGroup6, readTimeout});
+                       probeGroup4, probeGroup6, readTimeout, webPort});
     parser.process(app);
 
     if (!parser.positionalArguments().isEmpty()) {
@@ -151,7 +177,8 @@ bool CommandLine::parse(const QCoreApplication &app, SimulatorOptions *options, 
     }
 
     if (!parsePort(parser.value(updatePort), &result.updatePort)
-        || !parsePort(parser.value(probePort), &result.probePort)) {
+        || !parsePort(parser.value(probePort), &result.probePort)
+        || !parsePort(parser.value(webPort), &result.webPort)) {
         *error = QStringLiteral("ports must be between 1 and 65535");
         return false;
     }

@@ -8,21 +8,25 @@
 #include <QString>
 
 class UpdateService;
+class WebService;
 
-// One camera and the services that answer on its addresses. Each service is a child object of
-// its own, so a further one (the Web-API) slots in beside them.
+// One camera and the services that answer on its addresses: discovery, updates and the
+// Web-API, each a child object of its own.
 class SimulatedCamera : public QObject
 {
     Q_OBJECT
 
 public:
     SimulatedCamera(const CameraConfig &config, const DiscoveryResponder::Settings &discovery,
-                    quint16 updatePort, const UpdateSession::Settings &update, QObject *parent);
+                    quint16 updatePort, const UpdateSession::Settings &update, quint16 webPort,
+                    QObject *parent);
 
     // Opens every socket of every service; false with a reason when one cannot be opened.
     bool start(QString *error);
+    void toggleWebSilence();
 
 private:
     DiscoveryResponder *m_discovery;
     UpdateService *m_update;
+    WebService *m_web;
 };

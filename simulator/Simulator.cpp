@@ -20,9 +20,17 @@ bool Simulator::start(QString *error)
     update.readTimeoutMs = m_options.readTimeoutMs;
 
     for (const CameraConfig &config : std::as_const(m_options.cameras)) {
-        auto *camera = new SimulatedCamera(config, discovery, m_options.updatePort, update, this);
+        auto *camera = new SimulatedCamera(config, discovery, m_options.updatePort, update,
+                                           m_options.webPort, this);
+        m_cameras.append(camera);
         if (!camera->start(error))
             return false;
     }
     return true;
+}
+
+void Simulator::toggleWebSilence()
+{
+    for (SimulatedCamera *camera : std::as_const(m_cameras))
+        camera->toggleWebSilence();
 }

@@ -2,8 +2,11 @@
 
 #include "SimulatorOptions.h"
 
+#include <QList>
 #include <QObject>
 #include <QString>
+
+class SimulatedCamera;
 
 // All cameras of one process.
 class Simulator : public QObject
@@ -15,7 +18,9 @@ public:
 
     // Creates the cameras and opens all their sockets; false with a reason on the first failure.
     bool start(QString *error);
+    void toggleWebSilence();
 
 private:
     SimulatorOptions m_options;
+    QList<SimulatedCamera *> m_cameras;
 };

@@ -1,11 +1,27 @@
 #include "CommandLine.h"
 #include "EventLog.h"
+#include "SignalWatcher.h"
 #include "Simulator.h"
-#include "TerminationWatcher.h"
 
 #include <QCoreApplication>
 
 #include <cstdio>
+#include <sys/resource.h>
+
+namespace {
+
+// A full fleet holds several listeners per camera and every client connection on top; the usual
+// soft limit of 1024 descriptors is not enough, the hard limit is.
+void raiseDescriptorLimit()
+{
+    struct rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -19,15 +35,18 @@ int main(int argc, char *argv[])
         return 2;
     }
 
-    TerminationWatcher watcher;
+    SignalWatcher watcher;
     if (!watcher.isWatching()) {
-        std::fprintf(stderr, "camera-simulator: cannot watch for termination signals\n");
+        std::fprintf(stderr, "camera-simulator: cannot watch for signals\n");
         return 1;
     }
-    QObject::connect(&watcher, &TerminationWatcher::terminationRequested, &app,
+    QObject::connect(&watcher, &SignalWatcher::terminationRequested, &app,
                      &QCoreApplication::quit);
 
+    raiseDescriptorLimit();
     Simulator simulator(options);
+    QObject::connect(&watcher, &SignalWatcher::webSilenceToggleRequested, &simulator,
+                     &Simulator::toggleWebSilence);
     if (!simulator.start(&error)) {
         std::fprintf(stderr, "camera-simulator: %s\n", qPrintable(error));
         return 1;
