@@ -47,10 +47,10 @@ BulkDialog::BulkDialog(QWidget *parent)
     m_ui->lvCameras->setModel(&m_available);
     m_ui->lvSelectedCameras->setModel(&m_selected);
 
-    for (auto [filter, editor] : {std::pair{&m_systemFilter, &m_systemEditor}, std::pair{&m_anprFilter, &m_anprEditor}}) {
-        filter->setSourceModel(editor);
-        filter->setFilterCaseSensitivity(Qt::CaseInsensitive);
-    }
+    m_systemFilter.setSourceModel(&m_systemEditor);
+    m_anprFilter.setSourceModel(&m_anprEditor);
+    m_systemFilter.setFilterCaseSensitivity(Qt::CaseInsensitive);
+    m_anprFilter.setFilterCaseSensitivity(Qt::CaseInsensitive);
     m_ui->tvSystemProperties->setModel(&m_systemFilter);
     m_ui->tvANPRProperties->setModel(&m_anprFilter);
 
@@ -182,8 +182,8 @@ void BulkDialog::onDownloadAccessFile()
     const QString name = accessListName(m_ui->cbAccessList->currentText(), kNoAccessLists);
     if (name.isEmpty())
         return;
-    const QString folder = FileDialog::getExistingDirectory(this, QStringLiteral("Select folder as download destination"),
-                                                            QString(), QFileDialog::ShowDirsOnly);
+    const QString folder = FileDialog::getExistingDirectory(
+        this, QStringLiteral("Select folder as download destination"), QString(), QFileDialog::ShowDirsOnly);
     if (folder.isEmpty())
         return;
     for (const QSharedPointer<CameraItem> &camera : cameras)
@@ -192,7 +192,7 @@ void BulkDialog::onDownloadAccessFile()
 
 void BulkDialog::onSystemModify()
 {
-    // An editor without typed values sends an empty map; the cameras ignore it.
+    // The map is not checked: without typed values every camera is sent an empty one.
     const QList<QSharedPointer<CameraItem>> cameras = selectedCameras();
     const QMap<QString, QString> properties = m_systemEditor.changedProperties();
     for (const QSharedPointer<CameraItem> &camera : cameras)
