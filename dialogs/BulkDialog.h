@@ -70,14 +70,14 @@ public slots:
     void onDefaultToClassifier();
 
 private:
-    // Gives the rows selected in a view over filter the status of the other list.
+    // Gives the rows selected in view, which shows filter, the status of the other list.
     void moveSelected(const QAbstractItemView *view, const StatusFilter &filter, int status);
     // The selected cameras, or an empty list after telling the user that none is selected.
     QList<QSharedPointer<CameraItem>> selectedCameras();
     // Emits signal for each selected camera once the user has confirmed.
     void emitConfirmed(void (BulkDialog::*signal)(QSharedPointer<CameraItem>));
     bool confirmAction();
-    // The list chosen in the combo box, or an empty text after telling the user there is none.
+    // Returns name; when it is empty the user is told that there is no access list.
     QString accessListName(const QString &name, const QString &missingText);
     QString classifierName();
 
