@@ -3,16 +3,23 @@
 
 #include "CameraAPI.h"
 #include "CameraFinder.h"
+#include "CameraListExport.h"
 #include "ContactTask.h"
+#include "FileDialog.h"
 #include "FilterRefresher.h"
+#include "LiveFeed.h"
+#include "MessageBox.h"
 #include "MessageGatherer.h"
 #include "SnapshotTask.h"
+#include "UpdateLauncher.h"
 #include "UpdateStatus.h"
 
 #include <QAbstractItemModel>
 #include <QCloseEvent>
 #include <QCoreApplication>
 #include <QDesktopServices>
+#include <QFile>
+#include <QItemSelectionModel>
 #include <QMessageBox>
 #include <QPersistentModelIndex>
 #include <QPixmap>
@@ -58,6 +65,9 @@ bool parseAddress(const QString &text, QHostAddress &address)
 CameraClient::CameraClient(QWidget *parent, Network network)
     : QMainWindow(parent)
     , ui(new Ui::CameraClient)
+    , m_bulkDialog(this)
+    , m_listEditor(this)
+    , m_statusDialog(this)
 {
     m_scanTimer.setObjectName(QStringLiteral("scanTimer"));
     m_scanTimer.setParent(this);
@@ -75,13 +85,15 @@ CameraClient::CameraClient(QWidget *parent, Network network)
     m_api = new CameraAPI;
     m_contactTask = new ContactTask(&m_model, QString(), QString(), kContactInterval);
     m_snapshotTask = new SnapshotTask(m_api, this);
+    m_liveFeed = new LiveFeed(m_api, this);
+    m_updates = std::make_unique<UpdateLauncher>(&m_model, &m_statusDialog);
     m_filterRefresher = new FilterRefresher(&m_proxy, this);
     m_messages = new MessageGatherer(
         [this](MessageGatherer::Kind kind, const QString &title, const QString &text) {
             if (kind == MessageGatherer::Kind::Success)
-                QMessageBox::information(this, title, text);
+                MessageBox::information(this, title, text);
             else
-                QMessageBox::warning(this, title, text);
+                MessageBox::warning(this, title, text);
         },
         this);
     m_finder->moveToThread(&m_workerThread);
@@ -146,6 +158,20 @@ void CameraClient::connectObjects()
     // The rows of a category are replaced by the model on this thread, never by the client.
     connect(m_api, &CameraAPI::resourceReceived, &m_model, &CameraModel::attachResource);
     connect(m_api, &CameraAPI::success, this, &CameraClient::onSuccess, Qt::QueuedConnection);
+    connect(&m_bulkDialog, &BulkDialog::reinit, m_api, &CameraAPI::reinit);
+    connect(&m_bulkDialog, &BulkDialog::reset, m_api, &CameraAPI::reset);
+    connect(&m_bulkDialog, &BulkDialog::reboot, m_api, &CameraAPI::reboot);
+    connect(&m_bulkDialog, &BulkDialog::uploadAccessList, m_api, &CameraAPI::uploadAccessList);
+    connect(&m_bulkDialog, &BulkDialog::downloadAccessList, m_api, &CameraAPI::downloadAccessList);
+    connect(&m_bulkDialog, &BulkDialog::setSystemProperties, m_api, &CameraAPI::setSystemProperties);
+    connect(&m_bulkDialog, &BulkDialog::setANPRProperties, m_api, &CameraAPI::setANPRProperties);
+    connect(&m_bulkDialog, &BulkDialog::addAccessListEntry, m_api, &CameraAPI::addAccessListEntry);
+    connect(&m_bulkDialog, &BulkDialog::deleteAccessListEntry, m_api, &CameraAPI::deleteAccessListEntry);
+    connect(&m_bulkDialog, &BulkDialog::uploadClassifier, m_api, &CameraAPI::uploadClassifier);
+    connect(&m_bulkDialog, &BulkDialog::defaultToClassifier, m_api, &CameraAPI::defaultToClassifier);
+    connect(&m_listEditor, &ListEditor::fetchEntries, m_api, &CameraAPI::fetchAccessListEntries);
+    connect(m_updates.get(), &UpdateLauncher::startUpdate, this, &CameraClient::startUpdate);
+    connect(m_updates.get(), &UpdateLauncher::error, this, &CameraClient::onError);
 }
 
 void CameraClient::registerMetaTypes()
@@ -187,17 +213,17 @@ void CameraClient::onScan()
     const quint32 ttl = ui->leTTL->text().toUInt(&ttlValid, 10);
 
     if (!addressValid) {
-        QMessageBox::critical(this, QStringLiteral("Invalid IP address"),
+        MessageBox::critical(this, QStringLiteral("Invalid IP address"),
                               QStringLiteral("The specified IP address is invalid."));
         return;
     }
     if (!portValid) {
-        QMessageBox::critical(this, QStringLiteral("Invalid Port"),
+        MessageBox::critical(this, QStringLiteral("Invalid Port"),
                               QStringLiteral("Given number is not a valid port number."));
         return;
     }
     if (!ttlValid) {
-        QMessageBox::critical(this, QStringLiteral("Invalid TTL"), QStringLiteral("TTL value is invalid."));
+        MessageBox::critical(this, QStringLiteral("Invalid TTL"), QStringLiteral("TTL value is invalid."));
         return;
     }
 
@@ -246,13 +272,13 @@ void CameraClient::onClear()
 void CameraClient::onSetAdminCredentials()
 {
     if (ui->leUser->text().isEmpty() || ui->lePassword->text().isEmpty()) {
-        QMessageBox::warning(this, QStringLiteral("Empty Credentials"),
+        MessageBox::warning(this, QStringLiteral("Empty Credentials"),
                              QStringLiteral("Username and Password must not be empty."));
         return;
     }
     m_adminUser = ui->leUser->text();
     m_adminPassword = ui->lePassword->text();
-    QMessageBox::information(this, QStringLiteral("Set Credentials"), QStringLiteral("Credentials have been updated."));
+    MessageBox::information(this, QStringLiteral("Set Credentials"), QStringLiteral("Credentials have been updated."));
 }
 
 void CameraClient::onFindByIP()
@@ -262,13 +288,13 @@ void CameraClient::onFindByIP()
 void CameraClient::onSetWebCredentials()
 {
     if (ui->leWebUser->text().isEmpty() || ui->leWebPassword->text().isEmpty()) {
-        QMessageBox::warning(this, QStringLiteral("Empty Credentials"),
+        MessageBox::warning(this, QStringLiteral("Empty Credentials"),
                              QStringLiteral("Username and Password must not be empty."));
         return;
     }
     emit newCredentials(ui->leWebUser->text(), ui->leWebPassword->text());
     onRefresh();
-    QMessageBox::information(this, QStringLiteral("Set Credentials"),
+    MessageBox::information(this, QStringLiteral("Set Credentials"),
                              QStringLiteral("Credentials for the Web-API have been updated."));
 }
 
@@ -284,15 +310,25 @@ void CameraClient::onFilter(QString filtertext)
     m_proxy.invalidate();
 }
 
+void CameraClient::closeDialogs()
+{
+    for (QDialog *dialog : std::initializer_list<QDialog *>{&m_bulkDialog, &m_listEditor, &m_statusDialog, m_liveFeed}) {
+        if (dialog->isVisible())
+            dialog->close();
+    }
+}
+
 void CameraClient::onClose()
 {
     saveSettings();
+    closeDialogs();
     QCoreApplication::quit();
 }
 
 void CameraClient::closeEvent(QCloseEvent *event)
 {
     saveSettings();
+    closeDialogs();
     event->accept();
 }
 
@@ -349,4 +385,110 @@ void CameraClient::onSuccess(QString msg)
 void CameraClient::onError(QString msg)
 {
     m_messages->onError(msg);
+}
+
+QList<QSharedPointer<CameraItem>> CameraClient::selectedCameras() const
+{
+    QSet<CameraItem *> selected;
+    const QModelIndexList rows = ui->tvCameras->selectionModel()->selectedRows(0);
+    for (const QModelIndex &row : rows) {
+        if (const QSharedPointer<CameraItem> camera = cameraAt(row))
+            selected.insert(camera.data());
+    }
+    QList<QSharedPointer<CameraItem>> cameras;
+    for (const QSharedPointer<CameraItem> &camera : m_model.cameras()) {
+        if (selected.contains(camera.data()))
+            cameras.append(camera);
+    }
+    return cameras;
+}
+
+void CameraClient::onLiveImage()
+{
+    m_liveFeed->setCameras(m_model.cameras());
+    m_liveFeed->start();
+    if (m_liveFeed->isHidden())
+        m_liveFeed->show();
+}
+
+void CameraClient::onExportResult()
+{
+    QList<QSharedPointer<CameraItem>> cameras = selectedCameras();
+    if (cameras.isEmpty())
+        cameras = m_model.cameras();
+    const QString folder = FileDialog::getExistingDirectory(this, QStringLiteral("Select Folder for result exports"),
+                                                             QString(), QFileDialog::ShowDirsOnly);
+    if (folder.isEmpty())
+        return;
+    for (const QSharedPointer<CameraItem> &camera : std::as_const(cameras))
+        emit startExport(camera, folder);
+}
+
+bool CameraClient::updateCredentialsGiven()
+{
+    if (ui->leUser->text().isEmpty() || ui->lePassword->text().isEmpty()) {
+        MessageBox::warning(this, QStringLiteral("Empty Credentials"),
+                             QStringLiteral("Username and Password must not be empty."));
+        return false;
+    }
+    return true;
+}
+
+void CameraClient::onUpdateSelected()
+{
+    if (!updateCredentialsGiven())
+        return;
+    const QList<QSharedPointer<CameraItem>> cameras = selectedCameras();
+    if (cameras.isEmpty())
+        return;
+    startUpdates(cameras);
+}
+
+void CameraClient::onUpdateAll()
+{
+    if (updateCredentialsGiven())
+        startUpdates(m_model.cameras());
+}
+
+void CameraClient::startUpdates(const QList<QSharedPointer<CameraItem>> &cameras)
+{
+    bool portValid = false;
+    const quint16 port = ui->leUpdatePort->text().toUShort(&portValid, 10);
+    if (!portValid) {
+        MessageBox::warning(this, QStringLiteral("Invalid Update Port"),
+                             QStringLiteral("Please provide a valid port number."));
+        return;
+    }
+    const QString fileName = FileDialog::getOpenFileName(this, QStringLiteral("Select Update for Camera"));
+    if (fileName.isEmpty())
+        return;
+    // The stored credentials travel, not the fields that were checked above.
+    m_updates->start(cameras, fileName, port, m_adminUser, m_adminPassword);
+}
+
+void CameraClient::onExport()
+{
+    const QString fileName = FileDialog::getSaveFileName(this, QStringLiteral("Export to File"));
+    if (fileName.isEmpty())
+        return;
+    QFile file(fileName);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Text | QIODevice::Truncate))
+        return;
+    CameraListExport::write(file, m_model.cameras());
+}
+
+void CameraClient::onBulk()
+{
+    if (m_bulkDialog.isVisible())
+        return;
+    m_bulkDialog.setCameras(m_model.cameras());
+    m_bulkDialog.show();
+}
+
+void CameraClient::onEdit()
+{
+    if (m_listEditor.isVisible())
+        return;
+    m_listEditor.setCameras(m_model.cameras());
+    m_listEditor.show();
 }

@@ -1,7 +1,10 @@
 #pragma once
 
+#include "BulkDialog.h"
 #include "CameraItem.h"
 #include "CameraModel.h"
+#include "ListEditor.h"
+#include "StatusDialog.h"
 
 #include <QHostAddress>
 #include <QMainWindow>
@@ -10,19 +13,23 @@
 #include <QThread>
 #include <QTimer>
 
+#include <memory>
+
 class CameraAPI;
 class CameraFinder;
 class ContactTask;
 class FilterRefresher;
+class LiveFeed;
 class MessageGatherer;
 class SnapshotTask;
+class UpdateLauncher;
 
 namespace Ui {
 class CameraClient;
 }
 
-// The main window. It owns every long-lived object: the model and its filter, and the
-// worker thread that runs discovery, the Web-API client and the availability checker.
+// The main window. It owns every long-lived object: the model and its filter, the dialogs,
+// and the worker thread that runs discovery, the Web-API client and the availability checker.
 // Worker objects are reached only through signals.
 class CameraClient : public QMainWindow
 {
@@ -36,8 +43,12 @@ public:
     explicit CameraClient(QWidget *parent = nullptr, Network network = Network::Started);
     ~CameraClient() override;
 
+    // The cameras whose rows are selected in the view, in the model's order, each once.
+    QList<QSharedPointer<CameraItem>> selectedCameras() const;
+
 signals:
     void startScan();
+    void startUpdate();
     void startExport(QSharedPointer<CameraItem> cam, QString directory);
     void initFinder(QHostAddress address, quint16 port, quint32 ttl);
     void refresh(QSharedPointer<CameraItem> cam);
@@ -47,19 +58,26 @@ public slots:
     void onScan();
     void onDefaultToIPv4();
     void onDefaultToIPv6();
+    void onExport();
     void onClear();
     void onSetAdminCredentials();
     void onFindByIP();
+    void onLiveImage();
+    void onUpdateSelected();
+    void onUpdateAll();
     void onSetWebCredentials();
+    void onBulk();
+    void onEdit();
     void onClose();
     void onAbout();
-    void onTimeout();
     void onVisitCamera(QModelIndex index);
     void onPreviewCamera(QModelIndex index);
     void onDrawPreview(QSharedPointer<CameraItem> cam, QSharedPointer<QByteArray> image);
     void onSuccess(QString msg);
     void onError(QString msg);
+    void onTimeout();
     void onFilter(QString filtertext);
+    void onExportResult();
     void onRefresh();
 
 protected:
@@ -68,12 +86,20 @@ protected:
 private:
     void loadSettings();
     void saveSettings();
+    void closeDialogs();
     void setDefaults(const QString &group);
     void connectObjects();
     static void registerMetaTypes();
     QSharedPointer<CameraItem> cameraAt(const QModelIndex &proxyIndex) const;
+    // The checks both update buttons make; false when one failed (and said so).
+    bool updateCredentialsGiven();
+    void startUpdates(const QList<QSharedPointer<CameraItem>> &cameras);
 
     Ui::CameraClient *ui;
+    BulkDialog m_bulkDialog;
+    ListEditor m_listEditor;
+    StatusDialog m_statusDialog;
+    LiveFeed *m_liveFeed = nullptr;
     QSettings m_settings;
     QSortFilterProxyModel m_proxy;
     CameraModel m_model;
@@ -83,6 +109,8 @@ private:
     SnapshotTask *m_snapshotTask = nullptr;
     FilterRefresher *m_filterRefresher = nullptr;
     MessageGatherer *m_messages = nullptr;
+    // Goes before the model and the status dialog that running updates still report to.
+    std::unique_ptr<UpdateLauncher> m_updates;
     QThread m_workerThread;
     QTimer m_scanTimer;
     QString m_adminUser;

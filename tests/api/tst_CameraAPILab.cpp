@@ -220,10 +220,12 @@ void tst_CameraAPILab::operationsOnTheWire_data()
                                 "                \"Monday\",\n                \"Friday\"\n            ]\n"
                                 "        }\n    ]\n}\n")}
         << QStringList{prefix + "Added Entry to Access List black uploaded"};
-    QTest::newRow("delete nothing in particular")
-        << Op([](CameraAPI &api, auto cam) { api.deleteAccessListEntry(cam, "white", -1, ""); })
-        << QStringList{httpLine("OK1", "DELETE", "/access/white", json, "{\n}\n")}
-        << QStringList{prefix + "Access List white: "};
+    // Deletes the entry that the "add entry, always" row put there.
+    QTest::newRow("delete by index among matches")
+        << Op([](CameraAPI &api, auto cam) { api.deleteAccessListEntry(cam, "white", 0, "AB1"); })
+        << QStringList{httpLine("OK1", "DELETE", "/access/white", json,
+                                "{\n    \"index\": 0,\n    \"pattern\": \"AB1\"\n}\n")}
+        << QStringList{prefix + "Access List white: Deleted entry"};
 }
 
 void tst_CameraAPILab::operationsOnTheWire()

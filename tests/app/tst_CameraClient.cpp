@@ -63,7 +63,7 @@ private slots:
         QSettings().clear();
         // Any warning fails the test, but the offscreen platform's own note about message boxes.
         QTest::failOnWarning(QRegularExpression(QStringLiteral("^(?!This plugin does not support propagateSizeHints)")));
-        m_window = std::make_unique<CameraClient>();
+        m_window = std::make_unique<CameraClient>(nullptr, CameraClient::Network::Offline);
     }
 
     void cleanup()
@@ -103,7 +103,7 @@ private slots:
             m_window->findChild<QAction *>(QStringLiteral("maClose"))->trigger();
         else
             m_window->close();
-        m_window = std::make_unique<CameraClient>();
+        m_window = std::make_unique<CameraClient>(nullptr, CameraClient::Network::Offline);
 
         for (int i = 0; i < names.size(); ++i)
             QCOMPARE(field(names.at(i))->text(), values.at(i));
