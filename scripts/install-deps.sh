@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages that building, testing and the demo need.
-# Only packages that are missing are installed, so a second run costs nothing.
+# Only packages that are missing are installed, so a second run costs nothing and asks for no
+# privilege. An ordinary user is asked for sudo only when something is missing; without sudo,
+# this says what to install as root and fails.
 set -euo pipefail
 
 packages=(
@@ -18,11 +20,22 @@ missing=()
 for package in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" || missing+=("$package")
 done
+[ ${#missing[@]} -gt 0 ] || exit 0
 
-if [ ${#missing[@]} -gt 0 ]; then
-    echo "Installing: ${missing[*]}"
-    sudo=""
-    [ "$(id -u)" -eq 0 ] || sudo="sudo"
-    $sudo apt-get update -qq
-    DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
+cannot_install() {
+    echo "install-deps: these Debian packages are missing: ${missing[*]}" >&2
+    echo "Install them as root (su asks for the root password), then run this command again:" >&2
+    echo >&2
+    echo "    su -c 'apt-get update && apt-get install --no-install-recommends ${missing[*]}'" >&2
+    exit 1
+}
+
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || cannot_install
+    as_root=(sudo)
 fi
+echo "Installing: ${missing[*]}"
+"${as_root[@]}" apt-get update -qq || cannot_install
+"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" || cannot_install

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and takes docs/main-window.png: the main window after a
-# scan has found eight simulated cameras, under Xvfb inside the network lab. Needs root.
+# scan has found eight simulated cameras, under Xvfb inside the network lab. Needs no root.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 
 "$root/scripts/install-deps.sh"
 build="$root/build/release"
-cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
+cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DWARNINGS_AS_ERRORS=ON
 cmake --build "$build" -j2 --target window-screenshot camera-simulator
 
 settings=$(mktemp -d)
