@@ -44,6 +44,7 @@ private slots:
     void resources_data();
     void resources();
     void uploadedListDownloadsUnchanged();
+    void cleanupTestCase();
 
 private:
     std::unique_ptr<QNetworkReply> send(const QByteArray &method, const QString &path,
@@ -149,6 +150,13 @@ void tst_SimulatorWebApi::uploadedListDownloadsUnchanged()
     const auto download = send("GET", "/access/white/file");
     QCOMPARE(status(download.get()), 200);
     QCOMPARE(download->readAll(), list);
+}
+
+void tst_SimulatorWebApi::cleanupTestCase()
+{
+    // A clean exit also means no leak report from a sanitizer build.
+    if (m_simulator)
+        QCOMPARE(m_simulator->stop(), 0);
 }
 
 std::unique_ptr<QNetworkReply> tst_SimulatorWebApi::send(const QByteArray &method,
