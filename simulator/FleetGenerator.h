@@ -8,7 +8,8 @@
 // versions, about a third answering by multicast, one without a serial line and one with CR-LF
 // line ends, so every branch of a client's discovery shows up in one scan.
 // Camera k of the fleet takes lab address index start+k on the given network and is called
-// "SIM<network>-<index, four digits>"; its admin password is "admin".
+// "SIM<network>-<index, four digits>"; its admin password is "admin", and its Web-API takes the
+// user "admin" with the password "admin".
 class FleetGenerator
 {
 public:

@@ -243,10 +243,11 @@ WebReply WebResources::accessList(const QByteArray &method, const QString &list,
     QString message;
     if (!index.isUndefined()) {
         const double number = index.toDouble(-1);
-        if (!index.isDouble() || number < 0 || number >= double(matching.size())
-            || number != std::floor(number))
+        if (!index.isDouble() || number != std::floor(number))
+            return WebReply::message(QStringLiteral("The index must be a whole number"), 400);
+        if (number < 0 || number >= double(matching.size()))
             return WebReply::message(QStringLiteral("No entry with index %1%2")
-                                         .arg(index.toVariant().toString(), among),
+                                         .arg(QString::number(number), among),
                                      404);
         const qsizetype position = matching.at(static_cast<qsizetype>(number));
         message = QStringLiteral("Deleted entry %1 (%2)")

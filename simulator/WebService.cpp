@@ -16,7 +16,8 @@
 
 namespace {
 
-QByteArray header(const QHttpServerRequest &request, const QByteArray &name)
+// Header names are case-insensitive, whatever case the client wrote them in.
+QByteArray headerValue(const QHttpServerRequest &request, const QByteArray &name)
 {
     const auto headers = request.headers();
     for (const auto &header : headers) {
@@ -76,7 +77,7 @@ bool WebService::handleRequest(const QHttpServerRequest &request, QTcpSocket *so
 {
     const QByteArray method = methodName(request);
     const QString path = request.url().path(QUrl::FullyDecoded);
-    const QByteArray fullType = header(request, "Content-Type");
+    const QByteArray fullType = headerValue(request, "Content-Type");
     const QByteArray receivedType = fullType.split(';').constFirst().trimmed();
     const QByteArray body = request.body();
     EventLog::write(QStringLiteral("http %1 %2 %3 %4 %5 %6")
@@ -176,7 +177,7 @@ WebReply WebService::login(const QByteArray &contentType, const QByteArray &body
 
 bool WebService::hasSession(const QHttpServerRequest &request) const
 {
-    const QList<QByteArray> cookies = header(request, "Cookie").split(';');
+    const QList<QByteArray> cookies = headerValue(request, "Cookie").split(';');
     for (const QByteArray &cookie : cookies) {
         const QByteArray trimmed = cookie.trimmed();
         if (trimmed.startsWith("session=") && m_sessions.isValid(trimmed.mid(8)))
