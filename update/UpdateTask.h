@@ -28,7 +28,8 @@ public:
     ~UpdateTask() override;
 
     // How long a camera may leave sent data unacknowledged, or stay silent to keep-alive probes
-    // while it applies the update, before the socket reports it lost. Takes effect at connection.
+    // while it applies the update, before the socket reports it lost; a minute unless set. Takes
+    // effect when the connection is made; only tests shorten it.
     void setDeadPeerTimeout(std::chrono::seconds timeout);
 
 signals:
