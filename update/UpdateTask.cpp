@@ -113,18 +113,14 @@ void UpdateTask::sendFile()
     detectDeadPeer();
     m_file = std::make_unique<QFile>(m_filePath);
     if (!m_file->open(QIODevice::ReadOnly)) {
-        m_file.reset();
-        m_ended = true;
-        emit error(QStringLiteral("Could not open update file."));
+        fail(QStringLiteral("Could not open update file."));
         return;
     }
     emit sendingUpdate();
     try {
         m_encoder = std::make_unique<UpdateTokenEncoder>(splitUpdateKey(m_key), *m_file);
     } catch (const std::exception &failure) {
-        stopSending();
-        m_ended = true;
-        emit error(QString::fromUtf8(failure.what()));
+        fail(QString::fromUtf8(failure.what()));
         return;
     }
     const QByteArray prefix = m_encoder->lengthPrefix();
@@ -150,9 +146,7 @@ void UpdateTask::sendMore()
             }
         }
     } catch (const std::exception &failure) {
-        stopSending();
-        m_ended = true;
-        emit error(QString::fromUtf8(failure.what()));
+        fail(QString::fromUtf8(failure.what()));
         return;
     }
     if (!m_encoder->atEnd() || m_socket->bytesToWrite() > 0)
@@ -190,6 +184,13 @@ void UpdateTask::stopSending()
     m_file.reset();
 }
 
+void UpdateTask::fail(const QString &text)
+{
+    stopSending();
+    m_ended = true;
+    emit error(text);
+}
+
 void UpdateTask::readStatus()
 {
     // A camera that answers before the whole token has left is heard once it has.
@@ -213,10 +214,8 @@ void UpdateTask::onError(QAbstractSocket::SocketError socketError)
 {
     if (m_ended)
         return;
-    m_ended = true;
-    stopSending();
     const QString text = socketErrorText(socketError);
     if (m_socket != nullptr && m_socket->isOpen())
         m_socket->close();
-    emit error(QStringLiteral("Camera at %0: %1").arg(m_camera->addressText(), text));
+    fail(QStringLiteral("Camera at %0: %1").arg(m_camera->addressText(), text));
 }

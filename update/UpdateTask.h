@@ -48,6 +48,8 @@ private:
     void sendMore();
     void detectDeadPeer();
     void stopSending();
+    // Ends the task with its one error.
+    void fail(const QString &text);
 
     QSharedPointer<CameraItem> m_camera;
     // Child of the task, made by init() on the task's thread.
