@@ -15,6 +15,9 @@ constexpr qsizetype kLengthSize = 8;
 constexpr int kUnknownError = -205;
 // Long enough for the first segment to leave on its own, short enough for tests not to notice.
 constexpr int kSplitDelayMs = 50;
+// What the socket may hold before the session reads it: the client then waits on TCP's flow
+// control, and the simulator's memory stays the same for any size of update.
+constexpr qint64 kReadBufferSize = 64 * 1024;
 
 } // namespace
 
@@ -26,6 +29,7 @@ UpdateSession::UpdateSession(QTcpSocket *socket, const CameraConfig &camera,
 {
     m_socket->setParent(this);
     m_socket->setSocketOption(QAbstractSocket::LowDelayOption, QVariant(1));
+    m_socket->setReadBufferSize(kReadBufferSize);
 
     if (verifies()) {
         if (!settings.storeDirectory.isEmpty()) {

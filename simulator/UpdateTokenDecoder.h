@@ -2,12 +2,12 @@
 
 #include <QByteArray>
 #include <QByteArrayView>
-#include <QMessageAuthenticationCode>
 
 #include <memory>
 
 class QIODevice;
 struct evp_cipher_ctx_st;
+struct evp_mac_ctx_st;
 
 // Checks and decrypts one update token while its base64url text is still arriving, so that
 // files of any size pass through in constant memory. The plaintext goes to a sink as it is
@@ -39,6 +39,10 @@ private:
     {
         void operator()(evp_cipher_ctx_st *context) const;
     };
+    struct MacFree
+    {
+        void operator()(evp_mac_ctx_st *context) const;
+    };
 
     void decodeGroups(QByteArrayView groups);
     void consumeToken();
@@ -46,7 +50,7 @@ private:
     QByteArray m_key;
     QIODevice *m_sink;
     std::unique_ptr<evp_cipher_ctx_st, CipherFree> m_cipher;
-    QMessageAuthenticationCode m_mac;
+    std::unique_ptr<evp_mac_ctx_st, MacFree> m_mac;
     QByteArray m_text;
     QByteArray m_token;
     qint64 m_tokenSize = 0;

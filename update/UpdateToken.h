@@ -30,10 +30,11 @@ QString deriveUpdateKey(const QString &adminUser, const QString &adminPassword);
 // Throws std::invalid_argument("Key too short") when the key decodes to fewer than 32 bytes.
 UpdateKeyPair splitUpdateKey(const QString &key);
 
-// Writes the 8-byte big-endian length and the token text of file to out and returns the
-// number of token characters written. Throws std::runtime_error("Could not read update file").
+// Writes the 8-byte big-endian length and the token text of file to out as it is produced, and
+// returns the number of token characters written. Throws std::runtime_error with "Could not
+// read update file" or, when out takes less than it is given, "Could not send update file".
 qint64 writeUpdateToken(const UpdateKeyPair &keys, QIODevice &file, QIODevice &out);
 
 // Writes the token text of the input file into the output file, without a length prefix.
-// Throws std::runtime_error with the user-visible reason.
+// Throws std::runtime_error with the user-visible reason, also when a write or flush fails.
 void prepareUpdateFile(const UpdateKeyPair &keys, const QString &inputPath, const QString &outputPath);

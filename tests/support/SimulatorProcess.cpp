@@ -32,8 +32,9 @@ bool SimulatorProcess::start(int network, const QStringList &cameraTexts,
         return false;
     }
 
-    QStringList arguments = {QStringLiteral("--net=") + cameraNamespace, Lab::simulatorPath(),
-                             QStringLiteral("--store"), m_storeDir.path()};
+    QStringList arguments = {QStringLiteral("--net=") + cameraNamespace, Lab::simulatorPath()};
+    if (m_storing)
+        arguments << QStringLiteral("--store") << m_storeDir.path();
     for (const QString &text : cameraTexts)
         arguments << QStringLiteral("--camera") << text;
     arguments += extraArgs;
@@ -45,6 +46,11 @@ bool SimulatorProcess::start(int network, const QStringList &cameraTexts,
         return false;
     }
     return true;
+}
+
+void SimulatorProcess::setStoringFiles(bool storing)
+{
+    m_storing = storing;
 }
 
 int SimulatorProcess::stop(int timeoutMs)

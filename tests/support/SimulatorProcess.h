@@ -23,6 +23,8 @@ public:
     // until it reports "ready". False when it cannot start, exits or is not ready in time.
     bool start(int network, const QStringList &cameraTexts, const QStringList &extraArgs = {},
                int timeoutMs = 10000);
+    // Whether the next start() has the simulator keep accepted files in storeDir() (the default).
+    void setStoringFiles(bool storing);
     // Terminates the simulator and returns its exit code, or -1 when it had to be killed or
     // did not exit normally.
     int stop(int timeoutMs = 5000);
@@ -48,4 +50,5 @@ private:
     QTemporaryDir m_storeDir;
     QStringList m_lines;
     QList<bool> m_taken;
+    bool m_storing = true;
 };

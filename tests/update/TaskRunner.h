@@ -7,6 +7,9 @@
 #include <QTest>
 #include <QThread>
 
+#include <algorithm>
+#include <chrono>
+
 // Runs one UpdateTask as the main window does: on a thread of its own, started by a queued
 // init(). Records the task's signals in the order they are emitted; a signal emitted from any
 // other thread is recorded with " from a foreign thread" appended.
@@ -14,9 +17,11 @@ class TaskRunner
 {
 public:
     TaskRunner(const QSharedPointer<CameraItem> &camera, const QString &filePath, quint16 port,
-               const QString &password)
+               const QString &password, std::chrono::seconds deadPeerTimeout = {})
         : m_task(new UpdateTask(camera, filePath, port, QStringLiteral("admin"), password))
     {
+        if (deadPeerTimeout.count() > 0)
+            m_task->setDeadPeerTimeout(deadPeerTimeout);
         m_task->moveToThread(&m_thread);
         for (const auto &[signal, name] : {std::pair(&UpdateTask::sendingUpdate, "sending"),
                                            std::pair(&UpdateTask::applyingUpdate, "applying"),
@@ -42,6 +47,15 @@ public:
         const bool ended = QTest::qWaitFor([this] { return hasEnded(); }, timeoutMs);
         const QMutexLocker locker(&m_mutex);
         return ended ? m_events : m_events + QStringList{QStringLiteral("no status or error in time")};
+    }
+
+    // Whether an event starting with prefix comes within the time-out.
+    bool waitFor(const QString &prefix, int timeoutMs)
+    {
+        return QTest::qWaitFor([&] {
+            const QMutexLocker locker(&m_mutex);
+            return std::any_of(m_events.begin(), m_events.end(), [&](const QString &event) { return event.startsWith(prefix); });
+        }, timeoutMs);
     }
 
 private:

@@ -3,9 +3,12 @@
 #include "SimulatorProcess.h"
 #include "TaskRunner.h"
 
+#include <QElapsedTimer>
 #include <QFile>
+#include <QProcess>
 #include <QRandomGenerator>
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -33,6 +36,25 @@ const QList<QPair<int, QString>> kAnswers = {
     {7, "Unknown Error: 7"},
 };
 
+// A camera on network 2 that takes the update slowly ("slow": 64 KiB every 50 ms) or at once
+// and then applies it for ever without answering ("mute").
+const char *const kStandInCamera = R"(
+import socket, sys, time
+server = socket.create_server((sys.argv[1], int(sys.argv[2])))
+print("listening", flush=True)
+camera, _ = server.accept()
+while camera.recv(65536):
+    if sys.argv[3] == "slow":
+        time.sleep(0.05)
+sys.stdin.read()
+)";
+
+bool setCameraLink(const char *state)
+{
+    return QProcess::execute(QStringLiteral("nsenter"), {"--net=" + Lab::cameraNamespace(2), "ip", "link", "set",
+                                                          "cam2", state}) == 0;
+}
+
 QByteArray randomBytes(qsizetype size)
 {
     QByteArray data(size, '\0');
@@ -53,6 +75,8 @@ private slots:
     void update_data();
     void update();
     void manyCamerasAtOnce();
+    void lostCamera_data();
+    void lostCamera();
 
 private:
     // The camera item of the simulated camera with this serial, as discovery would add it.
@@ -72,7 +96,7 @@ void tst_UpdateTaskLab::initTestCase()
     QList<QPair<QString, QString>> cameras = {
         {"REFUSE", "update=refuse"}, {"SILENT", "update=silent"}, {"GARBAGE", "update=garbage"},
         {"WRONG-PASSWORD", "password=other"}, {"INTACT", password}, {"EMPTY", password}, {"NOFILE", password},
-        {"MANY-1", password}, {"MANY-2", password}, {"MANY-3", password},
+        {"MANY-1", password}, {"MANY-2", password}, {"MANY-3", password}, {"BATCH-1", password}, {"BATCH-2", password},
     };
     for (const auto &[code, text] : kAnswers)
         cameras.append({QStringLiteral("CODE%1").arg(code), QStringLiteral("update=code:%1").arg(code)});
@@ -168,6 +192,65 @@ void tst_UpdateTaskLab::manyCamerasAtOnce()
         QCOMPARE(runners[i]->events(kTimeoutMs), kSteps);
         QCOMPARE(camera(serials[i])->updateStatus(), 0);
         QVERIFY(m_simulator->storedFile(serials[i]) == content);
+    }
+}
+
+void tst_UpdateTaskLab::lostCamera_data()
+{
+    QTest::addColumn<QString>("behaviour");
+    QTest::addColumn<QString>("lastStep");
+    QTest::addColumn<QString>("text");
+    // Qt's write path does not translate the kernel's time-out and leaves the socket with the
+    // code its connect() set last; the read path, used while the camera applies, does.
+    QTest::newRow("while sending") << "slow" << "sending" << "Unfinished socket operation in progress.";
+    QTest::newRow("while applying") << "mute" << "applying" << "Connection timeout";
+}
+
+// A camera that loses its link is reported by the socket within the dead-peer time-out, while
+// the rest of its batch finishes. Before the link goes, the camera is slow or silent for longer
+// than that time-out and is not cut off.
+void tst_UpdateTaskLab::lostCamera()
+{
+    QFETCH(QString, behaviour);
+    QFETCH(QString, lastStep);
+    QFETCH(QString, text);
+    constexpr std::chrono::seconds deadPeerTimeout(2);
+    constexpr int aliveMs = 5000;
+    const QHostAddress lostAddress = Lab::cameraIPv4(2, 0);
+    QProcess standIn;
+    standIn.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    standIn.start("nsenter", {"--net=" + Lab::cameraNamespace(2), "python3", "-c", kStandInCamera,
+                              lostAddress.toString(), QString::number(kUpdatePort), behaviour});
+    QVERIFY(standIn.waitForReadyRead(kTimeoutMs));
+    const auto restore = qScopeGuard([&] {
+        setCameraLink("up");
+        standIn.kill();
+        standIn.waitForFinished();
+    });
+
+    const QByteArray content = randomBytes(32 << 20);
+    const QString path = writeFile(content);
+    const std::time_t now = std::time(nullptr);
+    m_model.addCamera(lostAddress, {{QStringLiteral("S/N"), QStringLiteral("LOST")}}, *std::localtime(&now));
+    TaskRunner lost(m_model.findCamera(QStringLiteral("LOST"), lostAddress), path, kUpdatePort, kPassword,
+                    deadPeerTimeout);
+    std::vector<std::unique_ptr<TaskRunner>> batch;
+    for (const char *serial : {"BATCH-1", "BATCH-2"})
+        batch.push_back(std::make_unique<TaskRunner>(camera(serial), path, kUpdatePort, kPassword, deadPeerTimeout));
+
+    QVERIFY(lost.waitFor(lastStep, kTimeoutMs));
+    QVERIFY(!lost.waitFor(QStringLiteral("error"), aliveMs));
+    QVERIFY(setCameraLink("down"));
+    QElapsedTimer sinceLinkDown;
+    sinceLinkDown.start();
+    const QStringList events = lost.events(kTimeoutMs);
+    qInfo("link down to error: %lld ms", sinceLinkDown.elapsed());
+    QVERIFY(sinceLinkDown.elapsed() < std::chrono::milliseconds(deadPeerTimeout).count() + 3000);
+    QCOMPARE(events, kSteps.mid(0, kSteps.indexOf(lastStep) + 1)
+                         + QStringList{"error: Camera at 10.78.0.10: " + text});
+    for (int i = 0; i < 2; ++i) {
+        QCOMPARE(batch[i]->events(kTimeoutMs), kSteps);
+        QVERIFY(m_simulator->storedFile(QStringLiteral("BATCH-%1").arg(i + 1)) == content);
     }
 }
 

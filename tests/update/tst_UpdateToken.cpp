@@ -8,7 +8,10 @@
 #include <QTest>
 #include <QtEndian>
 
+#include <sys/resource.h>
+
 #include <algorithm>
+#include <csignal>
 #include <stdexcept>
 
 namespace {
@@ -91,6 +94,7 @@ void tst_UpdateToken::streamedToken_data()
     QTest::newRow("6143") << 6143 << QByteArray::fromHex("000000000000204c") << 8268;
     QTest::newRow("6144") << 6144 << QByteArray::fromHex("0000000000002064") << 8292;
     QTest::newRow("6145") << 6145 << QByteArray::fromHex("0000000000002064") << 8292;
+    QTest::newRow("18437") << 18437 << QByteArray::fromHex("0000000000006064") << 24676;
 }
 
 void tst_UpdateToken::streamedToken()
@@ -103,6 +107,8 @@ void tst_UpdateToken::streamedToken()
     QTEST(int(sent), "sent");
     QTEST(int(wire.size() - 8), "sent");
     const QByteArray token = QByteArray::fromBase64(wire.mid(8), QByteArray::Base64UrlEncoding);
+    // The text sent piece by piece is the text of the whole token encoded at once.
+    QCOMPARE(wire.mid(8), token.toBase64(QByteArray::Base64UrlEncoding));
     QCOMPARE(quint8(token.at(0)), quint8(0x80));
     const qint64 timestamp = qFromBigEndian<qint64>(token.constData() + 1);
     QVERIFY(timestamp >= before && timestamp <= QDateTime::currentSecsSinceEpoch());
@@ -126,8 +132,8 @@ void tst_UpdateToken::ivBytesStayBelowFF()
     QVERIFY(values.contains(0xFE) && values.contains(0x00));
 }
 
-// A failed read rolls nothing back: the prefix is already out, and no token text follows it
-// because the writer holds the token until its end.
+// A failure rolls nothing back: the prefix and the text of the chunks read so far, all but the
+// last byte of them (25 + 2 * 6144 is one more than a multiple of 3), are already out.
 void tst_UpdateToken::failures()
 {
     // Derived keys repeat their half; a key with distinct halves shows which one signs.
@@ -150,7 +156,16 @@ void tst_UpdateToken::failures()
     QCOMPARE(thrownText<std::runtime_error>([&] { writeUpdateToken(m_keys, file, out); }),
              QStringLiteral("Could not read update file"));
     QVERIFY(!file.isOpen());
-    QCOMPARE(wire, QByteArray::fromHex("000000000000688c"));
+    QCOMPARE(wire.left(8), QByteArray::fromHex("000000000000688c"));
+    QCOMPARE(wire.size(), 8 + (25 + 2 * 6144) / 3 * 4);
+
+    QBuffer content;
+    content.setData(QByteArray(100, 'u'));
+    QVERIFY(content.open(QIODevice::ReadOnly));
+    FailingDevice refusing(0, 0);
+    QVERIFY(refusing.open(QIODevice::WriteOnly));
+    QCOMPARE(thrownText<std::runtime_error>([&] { writeUpdateToken(m_keys, content, refusing); }),
+             QStringLiteral("Could not send update file"));
 }
 
 void tst_UpdateToken::fileWriterFailures_data()
@@ -163,6 +178,9 @@ void tst_UpdateToken::fileWriterFailures_data()
     QTest::newRow("no output folder") << "in.bin" << "missing/out.token" << QString() << "Could save file";
     // TMPDIR names a plain file, so no temporary file can be made in it.
     QTest::newRow("no temporary file") << "in.bin" << "out.token" << "in.bin" << "Could not prepare file";
+    // Files may grow to 8 KiB only: the ciphertext does not fit, and must not be signed.
+    QTest::newRow("full disk for the token") << "big.bin" << "out.token" << QString() << "Could not prepare file";
+    QTest::newRow("full disk for the output") << "in.bin" << "/dev/full" << QString() << "Could save file";
 }
 
 void tst_UpdateToken::fileWriterFailures()
@@ -174,16 +192,29 @@ void tst_UpdateToken::fileWriterFailures()
     QFile existing(directory.filePath(QStringLiteral("in.bin")));
     QVERIFY(existing.open(QIODevice::WriteOnly) && existing.write("firmware") == 8);
     existing.close();
+    QFile big(directory.filePath(QStringLiteral("big.bin")));
+    QVERIFY(big.open(QIODevice::WriteOnly) && big.write(QByteArray(1 << 16, 'b')) == 1 << 16);
+    big.close();
     const QByteArray savedTmpdir = qgetenv("TMPDIR");
     const bool tmpdirWasSet = qEnvironmentVariableIsSet("TMPDIR");
     const auto restore = qScopeGuard([&] { tmpdirWasSet ? qputenv("TMPDIR", savedTmpdir) : qunsetenv("TMPDIR"); });
     if (!tmpdir.isEmpty())
         qputenv("TMPDIR", directory.filePath(tmpdir).toLocal8Bit());
+    const QString outputPath = output.startsWith('/') ? output : directory.filePath(output);
+    rlimit fileSize{};
+    getrlimit(RLIMIT_FSIZE, &fileSize);
+    const auto restoreLimit = qScopeGuard([&] { setrlimit(RLIMIT_FSIZE, &fileSize); });
+    if (QTest::currentDataTag() == QLatin1String("full disk for the token")) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit small{8192, fileSize.rlim_max};
+        QVERIFY(setrlimit(RLIMIT_FSIZE, &small) == 0);
+    }
 
     QTEST(thrownText<std::runtime_error>(
-              [&] { prepareUpdateFile(m_keys, directory.filePath(input), directory.filePath(output)); }),
+              [&] { prepareUpdateFile(m_keys, directory.filePath(input), outputPath); }),
           "text");
-    QVERIFY(!QFile::exists(directory.filePath(output)));
+    if (!output.startsWith('/'))
+        QVERIFY(!QFile::exists(outputPath));
 }
 
 QTEST_GUILESS_MAIN(tst_UpdateToken)
