@@ -8,6 +8,7 @@
 #include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QNetworkCookieJar>
+#include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QUrl>
 
@@ -105,6 +106,9 @@ void CameraAPI::init()
     m_cookieJar->moveToThread(thread());
     m_manager->moveToThread(thread());
     m_manager->setCookieJar(m_cookieJar);
+    // Cameras sit on the local network: their requests never go through a proxy, and asking
+    // the system for one per request costs more than the request itself.
+    m_manager->setProxy(QNetworkProxy::NoProxy);
     connect(m_manager.get(), &QNetworkAccessManager::finished, this, &CameraAPI::onFinished);
 }
 

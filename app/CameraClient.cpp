@@ -10,6 +10,7 @@
 #include "LiveFeed.h"
 #include "MessageBox.h"
 #include "MessageGatherer.h"
+#include "ResourceFeeder.h"
 #include "SnapshotTask.h"
 #include "UpdateLauncher.h"
 #include "UpdateStatus.h"
@@ -87,7 +88,8 @@ CameraClient::CameraClient(QWidget *parent, Network network)
     m_snapshotTask = new SnapshotTask(m_api, this);
     m_liveFeed = new LiveFeed(m_api, this);
     m_updates = std::make_unique<UpdateLauncher>(&m_model, &m_statusDialog);
-    m_filterRefresher = new FilterRefresher(&m_proxy, this);
+    m_filterRefresher = new FilterRefresher(&m_proxy, &m_model, this);
+    m_resourceFeeder = new ResourceFeeder(&m_model, this);
     m_messages = new MessageGatherer(
         [this](MessageGatherer::Kind kind, const QString &title, const QString &text) {
             if (kind == MessageGatherer::Kind::Success)
@@ -140,6 +142,9 @@ void CameraClient::connectObjects()
     connect(m_api, &CameraAPI::error, this, &CameraClient::onError, Qt::QueuedConnection);
     connect(m_contactTask, &ContactTask::cameraAvailable, m_filterRefresher, &FilterRefresher::request);
     connect(m_contactTask, &ContactTask::cameraUnavailable, m_filterRefresher, &FilterRefresher::request);
+    // The row turns red or back; only its own row needs painting.
+    connect(m_contactTask, &ContactTask::cameraAvailable, &m_model, &CameraModel::refreshAvailability);
+    connect(m_contactTask, &ContactTask::cameraUnavailable, &m_model, &CameraModel::refreshAvailability);
     connect(m_snapshotTask, &SnapshotTask::gotImage, this,
             [this](QSharedPointer<QByteArray> image) { onDrawPreview(m_snapshotTask->camera(), image); });
     connect(&m_workerThread, &QThread::finished, m_finder, &QObject::deleteLater);
@@ -156,7 +161,7 @@ void CameraClient::connectObjects()
         connect(m_api, &CameraAPI::loggedIn, m_api, read);
     }
     // The rows of a category are replaced by the model on this thread, never by the client.
-    connect(m_api, &CameraAPI::resourceReceived, &m_model, &CameraModel::attachResource);
+    connect(m_api, &CameraAPI::resourceReceived, m_resourceFeeder, &ResourceFeeder::enqueue);
     connect(m_api, &CameraAPI::success, this, &CameraClient::onSuccess, Qt::QueuedConnection);
     connect(&m_bulkDialog, &BulkDialog::reinit, m_api, &CameraAPI::reinit);
     connect(&m_bulkDialog, &BulkDialog::reset, m_api, &CameraAPI::reset);

@@ -21,6 +21,7 @@ class ContactTask;
 class FilterRefresher;
 class LiveFeed;
 class MessageGatherer;
+class ResourceFeeder;
 class SnapshotTask;
 class UpdateLauncher;
 
@@ -108,6 +109,7 @@ private:
     ContactTask *m_contactTask = nullptr;
     SnapshotTask *m_snapshotTask = nullptr;
     FilterRefresher *m_filterRefresher = nullptr;
+    ResourceFeeder *m_resourceFeeder = nullptr;
     MessageGatherer *m_messages = nullptr;
     // Goes before the model and the status dialog that running updates still report to.
     std::unique_ptr<UpdateLauncher> m_updates;

@@ -7,6 +7,7 @@
 #include "SimulatorProcess.h"
 
 #include <QApplication>
+#include <QEventLoop>
 #include <QElapsedTimer>
 #include <QLineEdit>
 #include <QPushButton>
@@ -50,10 +51,15 @@ private:
 
 void runEventsUntil(const std::function<bool()> &done, int timeoutMs)
 {
-    QElapsedTimer clock;
-    clock.start();
-    while (!done() && clock.elapsed() < timeoutMs)
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 50);
+    QEventLoop loop;
+    QTimer check;
+    QObject::connect(&check, &QTimer::timeout, &loop, [&] {
+        if (done())
+            loop.quit();
+    });
+    check.start(1);
+    QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
+    loop.exec();
 }
 
 } // namespace

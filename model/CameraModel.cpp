@@ -159,6 +159,14 @@ void CameraModel::refreshUpdateStatus(const QSharedPointer<CameraItem> &camera)
                      {Qt::DisplayRole});
 }
 
+void CameraModel::refreshAvailability(const QSharedPointer<CameraItem> &camera)
+{
+    if (camera->parentItem() != m_root)
+        return;
+    const int row = camera->row();
+    emit dataChanged(createIndex(row, 0, camera.data()), createIndex(row, 1, camera.data()), {Qt::BackgroundRole});
+}
+
 Item *CameraModel::itemOf(const QModelIndex &index)
 {
     return static_cast<Item *>(index.internalPointer());

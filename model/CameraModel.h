@@ -42,6 +42,8 @@ public slots:
     void attachResource(const QSharedPointer<CameraItem> &camera, const QString &path, const QJsonDocument &document);
     // Tells the views that the camera's update status row has a new text.
     void refreshUpdateStatus(const QSharedPointer<CameraItem> &camera);
+    // Tells the views that the camera's row may have changed its colour.
+    void refreshAvailability(const QSharedPointer<CameraItem> &camera);
 
 signals:
     void newCamera(QSharedPointer<CameraItem> camera);

@@ -15,7 +15,7 @@
 
 namespace {
 constexpr int kCamerasPerNetwork = 100;
-constexpr int kRefreshes = 3;
+constexpr int kRefreshes = 2;
 const QStringList kFilters = {"", "anpr", "Camera #1", "(", "true", "SIMK"};
 } // namespace
 
@@ -55,7 +55,7 @@ private slots:
             window.findChild<QLineEdit *>(QStringLiteral("lePropertyFilter"))->setText(kFilters.at(step++ % kFilters.size()));
             view->viewport()->repaint();
         });
-        busyView.start(20);
+        busyView.start(250);
 
         QSignalSpy filled(model, &QAbstractItemModel::rowsInserted);
         emit window.newCredentials(QStringLiteral("admin"), QStringLiteral("admin"));
