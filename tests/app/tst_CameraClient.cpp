@@ -1,4 +1,10 @@
 #include "CameraClient.h"
+#include "FileDialog.h"
+#include "MessageBox.h"
+#include "SnapshotTask.h"
+
+#include <QDesktopServices>
+#include <QProgressBar>
 
 #include <QLineEdit>
 #include <QMessageBox>
@@ -21,19 +27,25 @@ struct ShownBox
 // Clicks the button and answers the modal box it opens (if any) with Ok, returning what it showed.
 ShownBox clickAndAnswer(QAbstractButton *button)
 {
-    ShownBox shown;
-    QTimer poll;
-    QObject::connect(&poll, &QTimer::timeout, [&] {
-        auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
-        if (!box)
-            return;
-        shown = {box->icon(), box->windowTitle(), box->text()};
-        box->button(QMessageBox::Ok)->click();
-    });
-    poll.start(10);
+    MessageBox::reset();
+    MessageBox::setNextAnswer(QMessageBox::Ok);
     button->click();
-    return shown;
+    const QList<MessageBox::Box> shown = MessageBox::takeAnswered();
+    MessageBox::reset();
+    return shown.isEmpty() ? ShownBox{} : ShownBox{shown.first().icon, shown.first().title, shown.first().text};
 }
+
+// Records the web pages the window asks the desktop to open.
+class UrlRecorder : public QObject
+{
+    Q_OBJECT
+
+public:
+    QList<QUrl> opened;
+
+public slots:
+    void open(const QUrl &url) { opened.append(url); }
+};
 
 std::tm someTime()
 {
@@ -69,6 +81,8 @@ private slots:
     void cleanup()
     {
         m_window.reset();
+        MessageBox::reset();
+        FileDialog::reset();
     }
 
     void firstStartShowsBuiltInValues()
@@ -253,6 +267,95 @@ private slots:
         QCOMPARE(view->model()->rowCount(), 1);
         button("pbClear")->click();
         QCOMPARE(view->model()->rowCount(), 0);
+    }
+
+    void selectedCamerasComeInModelOrder()
+    {
+        for (const char *serial : {"A", "B", "C"})
+            model()->addCamera(QHostAddress(QStringLiteral("10.77.0.%1").arg(10 + *serial - 'A')), {{"S/N", serial}}, someTime());
+        auto *view = m_window->findChild<QTreeView *>(QStringLiteral("tvCameras"));
+        QAbstractItemModel *shown = view->model();
+        auto *selection = view->selectionModel();
+        using Flag = QItemSelectionModel::SelectionFlag;
+        selection->select(shown->index(2, 0), Flag::Select | Flag::Rows);
+        selection->select(shown->index(0, 0), Flag::Select | Flag::Rows);
+        // A property row below camera B names no camera.
+        selection->select(shown->index(3, 0, shown->index(1, 0)), Flag::Select | Flag::Rows);
+
+        QStringList serials;
+        for (const QSharedPointer<CameraItem> &camera : m_window->selectedCameras())
+            serials << camera->serial();
+        QCOMPARE(serials, (QStringList{"A", "C"}));
+
+        QSignalSpy exports(m_window.get(), &CameraClient::startExport);
+        FileDialog::setNextDirectory(QStringLiteral("/results"));
+        button("pbExportResults")->click();
+        QCOMPARE(exports.count(), 2);
+        QCOMPARE(exports.at(1).at(1).toString(), QStringLiteral("/results"));
+        selection->clearSelection();
+        FileDialog::setNextDirectory(QStringLiteral("/results"));
+        button("pbExportResults")->click();
+        QCOMPARE(exports.count(), 5);
+        FileDialog::setNextDirectory(QString());
+        button("pbExportResults")->click();
+        QCOMPARE(exports.count(), 5);
+        QCOMPARE(FileDialog::takeCaptions().value(0), QStringLiteral("Select Folder for result exports"));
+    }
+
+    void updateChecks_data()
+    {
+        QTest::addColumn<QString>("buttonName");
+        QTest::addColumn<QString>("password");
+        QTest::addColumn<QString>("port");
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<bool>("asksForFile");
+        QTest::newRow("no admin password") << "pbUpdateAll" << "" << "70000" << "Empty Credentials" << false;
+        QTest::newRow("port 70000") << "pbUpdateAll" << "pw" << "70000" << "Invalid Update Port" << false;
+        QTest::newRow("nothing selected") << "pbUpdateSelected" << "pw" << "70000" << "" << false;
+        QTest::newRow("all of no cameras") << "pbUpdateAll" << "pw" << "4799" << "" << true;
+    }
+
+    void updateChecks()
+    {
+        QFETCH(QString, buttonName);
+        QFETCH(QString, password);
+        QFETCH(QString, port);
+        QFETCH(QString, title);
+        QFETCH(bool, asksForFile);
+        field("leUser")->setText(QStringLiteral("admin"));
+        field("lePassword")->setText(password);
+        field("leUpdatePort")->setText(port);
+        FileDialog::setNextFileName(QStringLiteral("/firmware.bin"));
+        QSignalSpy started(m_window.get(), &CameraClient::startUpdate);
+
+        QCOMPARE(clickAndAnswer(button(buttonName)).title, title);
+        QCOMPARE(FileDialog::takeCaptions(), asksForFile ? QStringList{"Select Update for Camera"} : QStringList{});
+        QCOMPARE(started.count(), asksForFile ? 1 : 0);
+        auto *progress = m_window->findChild<QProgressBar *>(QStringLiteral("pbStatus"));
+        QCOMPARE(progress->maximum(), asksForFile ? 0 : 100);
+    }
+
+    void cameraRowsOpenPagesAndPreviews()
+    {
+        model()->addCamera(QHostAddress("192.168.1.20"), {{"S/N", "A"}}, someTime());
+        model()->addCamera(QHostAddress("fe80::1"), {{"S/N", "B"}}, someTime());
+        UrlRecorder recorder;
+        QDesktopServices::setUrlHandler(QStringLiteral("http"), &recorder, "open");
+        auto *view = m_window->findChild<QTreeView *>(QStringLiteral("tvCameras"));
+        QAbstractItemModel *shown = view->model();
+        const QModelIndex property = shown->index(0, 0, shown->index(0, 0));
+
+        for (const QModelIndex &index : {shown->index(0, 0), shown->index(1, 1), property})
+            emit view->doubleClicked(index);
+        QDesktopServices::unsetUrlHandler(QStringLiteral("http"));
+        QCOMPARE(recorder.opened, (QList<QUrl>{QUrl("http://192.168.1.20/"), QUrl("http://[fe80::1]/")}));
+
+        auto *preview = m_window->findChild<SnapshotTask *>();
+        emit view->clicked(shown->index(1, 0));
+        QVERIFY(preview->isActive());
+        QCOMPARE(preview->camera()->serial(), QStringLiteral("B"));
+        emit view->clicked(property);
+        QVERIFY(!preview->isActive());
     }
 
 private:
