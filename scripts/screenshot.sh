@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and takes docs/main-window.png: the main window after a
-# scan has found eight simulated cameras, under Xvfb inside the network lab. Needs no root.
+# Installs what is missing, builds, and retakes the README's pictures in docs/: the main
+# window after a scan has found the eight simulated cameras and read their Web-API, the bulk
+# dialog and the live view, under Xvfb inside the network lab. Needs no root.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 
@@ -12,6 +13,5 @@ cmake --build "$build" -j2 --target window-screenshot camera-simulator
 settings=$(mktemp -d)
 trap 'rm -rf "$settings"' EXIT
 XDG_CONFIG_HOME="$settings" "$root/lab/netlab" "$root/lab/demo" "$build" \
-    xvfb-run --auto-servernum --server-args="-screen 0 1000x800x24" \
-    "$build/tools/screenshot/window-screenshot" "$root/docs/main-window.png" 8
-echo "wrote $root/docs/main-window.png"
+    xvfb-run --auto-servernum --server-args="-screen 0 1280x1024x24" \
+    "$build/tools/screenshot/window-screenshot" "$root/docs" 8
