@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the Debian 12 packages that building, testing and the demo need.
+# Installs the Debian 12 packages that building, testing, packaging and the demo need.
 # Only packages that are missing are installed, so a second run costs nothing and asks for no
 # privilege. An ordinary user is asked for sudo only when something is missing; without sudo,
 # this says what to install as root and fails.
@@ -14,6 +14,10 @@ packages=(
     python3 python3-cryptography
     iproute2 util-linux
     xvfb xauth
+    # Packaging: icon sizes, the shared-library dependencies of the .deb, metadata checks.
+    imagemagick dpkg-dev file appstream desktop-file-utils
+    # scripts/check-package.sh: a fresh Debian root and a look at the installed program's window.
+    debootstrap x11-utils x11-apps
 )
 
 missing=()
