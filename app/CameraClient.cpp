@@ -6,7 +6,7 @@
 #include "CameraListExport.h"
 #include "ContactTask.h"
 #include "FileDialog.h"
-#include "FilterRefresher.h"
+#include "ExpansionKeeper.h"
 #include "LiveFeed.h"
 #include "MessageBox.h"
 #include "MessageGatherer.h"
@@ -76,11 +76,7 @@ CameraClient::CameraClient(QWidget *parent, Network network)
     ui->setupUi(this);
     loadSettings();
 
-    m_proxy.setFilterCaseSensitivity(Qt::CaseInsensitive);
-    m_proxy.setFilterKeyColumn(-1);
-    m_proxy.setRecursiveFilteringEnabled(true);
-    m_proxy.setSourceModel(&m_model);
-    ui->tvCameras->setModel(&m_proxy);
+    ui->tvCameras->setModel(&m_filter);
 
     m_finder = new CameraFinder;
     m_api = new CameraAPI;
@@ -88,7 +84,7 @@ CameraClient::CameraClient(QWidget *parent, Network network)
     m_snapshotTask = new SnapshotTask(m_api, this);
     m_liveFeed = new LiveFeed(m_api, this);
     m_updates = std::make_unique<UpdateLauncher>(&m_model, &m_statusDialog);
-    m_filterRefresher = new FilterRefresher(&m_proxy, &m_model, this);
+    m_expansion = new ExpansionKeeper(ui->tvCameras, &m_filter, this);
     m_resourceFeeder = new ResourceFeeder(&m_model, this);
     m_messages = new MessageGatherer(
         [this](MessageGatherer::Kind kind, const QString &title, const QString &text) {
@@ -127,6 +123,7 @@ CameraClient::~CameraClient()
 void CameraClient::connectObjects()
 {
     connect(&m_scanTimer, &QTimer::timeout, this, &CameraClient::onTimeout);
+    connect(ui->pbCollapse, &QPushButton::clicked, m_expansion, &ExpansionKeeper::forgetAll);
     connect(&m_workerThread, &QThread::started, m_finder, qOverload<>(&CameraFinder::init));
     connect(&m_workerThread, &QThread::started, m_api, &CameraAPI::init);
     connect(&m_workerThread, &QThread::started, m_contactTask, &ContactTask::init);
@@ -137,11 +134,7 @@ void CameraClient::connectObjects()
     connect(this, &CameraClient::newCredentials, m_contactTask, &ContactTask::setCredentials);
     connect(m_finder, &CameraFinder::foundRemote, &m_model, &CameraModel::addCamera);
     connect(this, &CameraClient::newCredentials, m_api, &CameraAPI::setCredentials);
-    // Re-filtering follows every answer and every availability change, folded per interval.
-    connect(m_api, &CameraAPI::updatedData, m_filterRefresher, &FilterRefresher::request);
     connect(m_api, &CameraAPI::error, this, &CameraClient::onError, Qt::QueuedConnection);
-    connect(m_contactTask, &ContactTask::cameraAvailable, m_filterRefresher, &FilterRefresher::request);
-    connect(m_contactTask, &ContactTask::cameraUnavailable, m_filterRefresher, &FilterRefresher::request);
     // The row turns red or back; only its own row needs painting.
     connect(m_contactTask, &ContactTask::cameraAvailable, &m_model, &CameraModel::refreshAvailability);
     connect(m_contactTask, &ContactTask::cameraUnavailable, &m_model, &CameraModel::refreshAvailability);
@@ -311,8 +304,7 @@ void CameraClient::onRefresh()
 
 void CameraClient::onFilter(QString filtertext)
 {
-    m_proxy.setFilterRegularExpression(filtertext);
-    m_proxy.invalidate();
+    m_filter.setFilterPattern(filtertext);
 }
 
 void CameraClient::closeDialogs()
@@ -344,7 +336,7 @@ void CameraClient::onAbout()
 
 QSharedPointer<CameraItem> CameraClient::cameraAt(const QModelIndex &proxyIndex) const
 {
-    return m_model.cameraAt(m_proxy.mapToSource(proxyIndex));
+    return m_model.cameraAt(m_filter.mapToSource(proxyIndex));
 }
 
 void CameraClient::onVisitCamera(QModelIndex index)

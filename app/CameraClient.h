@@ -1,6 +1,7 @@
 #pragma once
 
 #include "BulkDialog.h"
+#include "CameraFilterModel.h"
 #include "CameraItem.h"
 #include "CameraModel.h"
 #include "ListEditor.h"
@@ -9,7 +10,6 @@
 #include <QHostAddress>
 #include <QMainWindow>
 #include <QSettings>
-#include <QSortFilterProxyModel>
 #include <QThread>
 #include <QTimer>
 
@@ -18,7 +18,7 @@
 class CameraAPI;
 class CameraFinder;
 class ContactTask;
-class FilterRefresher;
+class ExpansionKeeper;
 class LiveFeed;
 class MessageGatherer;
 class ResourceFeeder;
@@ -102,13 +102,13 @@ private:
     StatusDialog m_statusDialog;
     LiveFeed *m_liveFeed = nullptr;
     QSettings m_settings;
-    QSortFilterProxyModel m_proxy;
     CameraModel m_model;
+    CameraFilterModel m_filter{&m_model};
     CameraFinder *m_finder = nullptr;
     CameraAPI *m_api = nullptr;
     ContactTask *m_contactTask = nullptr;
     SnapshotTask *m_snapshotTask = nullptr;
-    FilterRefresher *m_filterRefresher = nullptr;
+    ExpansionKeeper *m_expansion = nullptr;
     ResourceFeeder *m_resourceFeeder = nullptr;
     MessageGatherer *m_messages = nullptr;
     // Goes before the model and the status dialog that running updates still report to.

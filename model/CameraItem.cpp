@@ -259,6 +259,19 @@ bool CameraItem::setResource(const QString &path, const QJsonDocument &document)
         return false;
 
     JsonTree::buildTree(document, m_categoryRows.at(category));
+    rememberKeys(category, document);
+    return true;
+}
+
+QList<Item *> CameraItem::refreshResource(Category category, const QJsonDocument &document)
+{
+    const QList<Item *> changed = JsonTree::updateValues(document, *m_categoryRows.at(category));
+    rememberKeys(category, document);
+    return changed;
+}
+
+void CameraItem::rememberKeys(Category category, const QJsonDocument &document)
+{
     switch (category) {
     case System:
         addKeysOf(document, keySets().system);
@@ -272,7 +285,6 @@ bool CameraItem::setResource(const QString &path, const QJsonDocument &document)
     default:
         break;
     }
-    return true;
 }
 
 QSet<QString> CameraItem::discoveryKeys()

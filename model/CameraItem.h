@@ -95,6 +95,10 @@ private:
     friend class CameraModel;
     // Rebuilds the category that the resource at path fills; false when the path fills none.
     bool setResource(const QString &path, const QJsonDocument &document);
+    // For a document of the shape the category has (JsonTree::hasShapeOf): keeps the rows,
+    // writes the values, and returns the rows whose value changed.
+    QList<Item *> refreshResource(Category category, const QJsonDocument &document);
+    void rememberKeys(Category category, const QJsonDocument &document);
 
     mutable QMutex m_loginMutex;
     // Guards the last connection and the update status, written and read on different threads.

@@ -65,6 +65,7 @@ void CameraModel::clear()
     QMutexLocker lock(&m_mutex);
     beginResetModel();
     m_root->clearChildren();
+    m_paintedUnavailable.clear();
     endResetModel();
 }
 
@@ -76,15 +77,15 @@ void CameraModel::addCamera(const QHostAddress &address, const QMap<QString, QSt
 
     if (const QSharedPointer<CameraItem> known = findCameraLocked(serial, address)) {
         known->setLastConnection(last_connection);
-        // Only names the row to repaint: column 1 of the camera's row with no item behind it.
-        const QModelIndex changed = createIndex(known->row(), 1, nullptr);
-        emit dataChanged(changed, changed, {Qt::DisplayRole, 27, Qt::DecorationRole});
+        const QModelIndex changed = indexOf(known->lastConnectionRow().data(), 1);
+        emit dataChanged(changed, changed, {Qt::DisplayRole});
         return;
     }
 
-    // Announced as row 0 although the camera is appended at the end: this pairing is
-    // the model's established behaviour and is kept as it is.
-    beginInsertRows(QModelIndex(), 0, 0);
+    // Announced where it goes, at the end: views keep their selection and expanded rows on
+    // the cameras they belong to.
+    const int row = m_root->childCount();
+    beginInsertRows(QModelIndex(), row, row);
     const QSharedPointer<CameraItem> camera = createCamera(address, properties, last_connection);
     m_root->appendChild(camera);
     endInsertRows();
@@ -136,7 +137,16 @@ void CameraModel::attachResource(const QSharedPointer<CameraItem> &camera, const
     }
 
     const QSharedPointer<JsonItem> node = camera->categoryRow(category);
-    const QModelIndex nodeIndex = createIndex(node->row(), 0, node.data());
+    if (JsonTree::hasShapeOf(document, *node)) {
+        const QList<Item *> changed = camera->refreshResource(category, document);
+        for (Item *row : changed) {
+            const QModelIndex value = indexOf(row, 1);
+            emit dataChanged(value, value, {Qt::DisplayRole});
+        }
+        return;
+    }
+
+    const QModelIndex nodeIndex = indexOf(node.data());
     if (node->childCount() > 0) {
         beginRemoveRows(nodeIndex, 0, node->childCount() - 1);
         node->clearChildren();
@@ -163,13 +173,26 @@ void CameraModel::refreshAvailability(const QSharedPointer<CameraItem> &camera)
 {
     if (camera->parentItem() != m_root)
         return;
-    const int row = camera->row();
-    emit dataChanged(createIndex(row, 0, camera.data()), createIndex(row, 1, camera.data()), {Qt::BackgroundRole});
+    const bool unavailable = camera->isUnavailable();
+    if (unavailable == m_paintedUnavailable.contains(camera.data()))
+        return;
+    if (unavailable)
+        m_paintedUnavailable.insert(camera.data());
+    else
+        m_paintedUnavailable.remove(camera.data());
+    emit dataChanged(indexOf(camera.data(), 0), indexOf(camera.data(), 1), {Qt::BackgroundRole});
 }
 
 Item *CameraModel::itemOf(const QModelIndex &index)
 {
     return static_cast<Item *>(index.internalPointer());
+}
+
+QModelIndex CameraModel::indexOf(Item *item, int column) const
+{
+    if (!item || item == m_root.data())
+        return {};
+    return createIndex(item->row(), column, item);
 }
 
 QModelIndex CameraModel::index(int row, int column, const QModelIndex &parent) const
@@ -179,8 +202,8 @@ QModelIndex CameraModel::index(int row, int column, const QModelIndex &parent) c
     Item *parentItem = parent.isValid() ? itemOf(parent) : m_root.data();
     if (!parentItem)
         return {};
-    const QSharedPointer<Item> child = parentItem->child(row);
-    return child ? createIndex(row, column, child.data()) : QModelIndex();
+    Item *child = parentItem->childNode(row);
+    return child ? createIndex(row, column, child) : QModelIndex();
 }
 
 QModelIndex CameraModel::parent(const QModelIndex &index) const
@@ -188,10 +211,10 @@ QModelIndex CameraModel::parent(const QModelIndex &index) const
     Item *item = index.isValid() ? itemOf(index) : nullptr;
     if (!item)
         return {};
-    const QSharedPointer<Item> parentItem = item->parentItem();
-    if (!parentItem || parentItem == m_root)
+    Item *parentItem = item->parentNode();
+    if (!parentItem || parentItem == m_root.data())
         return {};
-    return createIndex(parentItem->row(), 0, parentItem.data());
+    return createIndex(parentItem->row(), 0, parentItem);
 }
 
 int CameraModel::rowCount(const QModelIndex &parent) const
@@ -210,11 +233,15 @@ int CameraModel::columnCount(const QModelIndex &parent) const
 
 QVariant CameraModel::data(const QModelIndex &index, int role) const
 {
-    const Item *item = index.isValid() ? itemOf(index) : nullptr;
+    return itemData(index.isValid() ? itemOf(index) : nullptr, index.column(), role);
+}
+
+QVariant CameraModel::itemData(const Item *item, int column, int role)
+{
     if (!item)
         return {};
     if (role == Qt::DisplayRole)
-        return item->data(index.column());
+        return item->data(column);
     if (role == Qt::BackgroundRole) {
         const auto *camera = dynamic_cast<const CameraItem *>(item);
         if (camera && camera->isUnavailable())
@@ -228,4 +255,21 @@ QVariant CameraModel::headerData(int section, Qt::Orientation orientation, int r
     if (orientation == Qt::Horizontal && role == Qt::DisplayRole)
         return m_root->data(section);
     return {};
+}
+
+Qt::ItemFlags CameraModel::flags(const QModelIndex &index) const
+{
+    return index.isValid() ? itemFlags(itemOf(index)) : Qt::NoItemFlags;
+}
+
+Qt::ItemFlags CameraModel::itemFlags(const Item *item)
+{
+    Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable;
+    // Cameras and categories gain rows later; any other row is made with all of its rows. Saying
+    // so spares the view a remembered expansion for every leaf when everything is expanded.
+    if (item && item->childCount() == 0 && !dynamic_cast<const CameraItem *>(item)
+        && !dynamic_cast<const JsonItem *>(item)) {
+        flags |= Qt::ItemNeverHasChildren;
+    }
+    return flags;
 }

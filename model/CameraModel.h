@@ -7,6 +7,7 @@
 #include <QHostAddress>
 #include <QMap>
 #include <QRecursiveMutex>
+#include <QSet>
 
 #include <ctime>
 
@@ -34,6 +35,13 @@ public:
     int columnCount(const QModelIndex &parent = QModelIndex()) const override;
     QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
+    Qt::ItemFlags flags(const QModelIndex &index) const override;
+
+    // What data() and flags() answer for an item, for models that show the same items.
+    static QVariant itemData(const Item *item, int column, int role);
+    static Qt::ItemFlags itemFlags(const Item *item);
+    // The index of an item of this tree; invalid for the root.
+    QModelIndex indexOf(Item *item, int column = 0) const;
 
 public slots:
     void addCamera(const QHostAddress &address, const QMap<QString, QString> &properties, const std::tm &last_connection);
@@ -57,4 +65,7 @@ private:
     // Recursive so that a receiver of newCamera connected directly may read the camera list.
     mutable QRecursiveMutex m_mutex;
     QSharedPointer<RootItem> m_root;
+    // The cameras whose row the views were last told to paint red. The availability checker
+    // reports every camera on every tick; only a change is worth a repaint.
+    QSet<const CameraItem *> m_paintedUnavailable;
 };

@@ -40,6 +40,7 @@ QSharedPointer<Item> Item::child(int row) const
 
 void Item::appendChild(const QSharedPointer<Item> &child)
 {
+    child->m_row = int(m_children.size());
     m_children.append(child);
 }
 
@@ -80,11 +81,25 @@ int Item::row() const
     if (!m_parent)
         return 0;
     const QList<QSharedPointer<Item>> &siblings = m_parent->children();
+    // Views ask for the row of every row they lay out; a search among a thousand cameras each
+    // time made the tree's cost grow with its square.
+    if (m_row < siblings.size() && siblings.at(m_row).data() == this)
+        return m_row;
     for (int i = 0; i < siblings.size(); ++i) {
         if (siblings.at(i).data() == this)
             return i;
     }
     return 0;
+}
+
+Item *Item::parentNode() const
+{
+    return m_parent.data();
+}
+
+Item *Item::childNode(int row) const
+{
+    return row >= 0 && row < m_children.size() ? m_children.at(row).data() : nullptr;
 }
 
 QVariant Item::data(int column) const

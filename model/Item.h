@@ -31,6 +31,11 @@ public:
     virtual QVariant data(int column) const;
     virtual void setData(int column, const QVariant &value);
 
+    // Raw links for the models, which walk tens of thousands of rows on every layout of the
+    // view: no reference counting, no copies. Valid while the tree holds the nodes.
+    Item *parentNode() const;
+    Item *childNode(int row) const;
+
     // Creates a plain two-column row below parent and appends it there.
     static QSharedPointer<Item> appendRow(const QSharedPointer<Item> &parent, const QString &label,
                                           const QString &value);
@@ -43,4 +48,6 @@ private:
     QList<QVariant> m_data;
     QList<QSharedPointer<Item>> m_children;
     QSharedPointer<Item> m_parent;
+    // Where appendChild put this node; row() checks it before it searches.
+    int m_row = 0;
 };

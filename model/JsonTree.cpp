@@ -79,6 +79,94 @@ void buildTree(const QJsonDocument &document, const QSharedPointer<Item> &parent
     }
 }
 
+namespace {
+
+QJsonValue rootOf(const QJsonDocument &document)
+{
+    return document.isArray() ? QJsonValue(document.array()) : QJsonValue(document.object());
+}
+
+// The value text of a row made from value: an array element that holds a container shows none.
+QString rowText(const QJsonValue &value, bool isArrayElement)
+{
+    return isArrayElement && isContainer(value) ? QString() : valueText(value);
+}
+
+bool sameShape(const QJsonValue &container, const Item &parent);
+
+bool sameRows(const QJsonValue &value, const Item &row)
+{
+    return isContainer(value) ? sameShape(value, row) : row.childCount() == 0;
+}
+
+bool sameShape(const QJsonValue &container, const Item &parent)
+{
+    if (container.isObject()) {
+        const QJsonObject object = container.toObject();
+        if (object.size() != parent.childCount())
+            return false;
+        int row = 0;
+        // The object's iteration order is its sorted key order, the order buildTree uses.
+        for (auto it = object.constBegin(); it != object.constEnd(); ++it, ++row) {
+            const Item *item = parent.childNode(row);
+            if (item->data(0).toString() != it.key() || !sameRows(it.value(), *item))
+                return false;
+        }
+        return true;
+    }
+    const QJsonArray array = container.toArray();
+    if (array.size() != parent.childCount())
+        return false;
+    for (qsizetype i = 0; i < array.size(); ++i) {
+        if (!sameRows(array.at(i), *parent.childNode(int(i))))
+            return false;
+    }
+    return true;
+}
+
+void updateRow(Item &row, const QJsonValue &value, bool isArrayElement, QList<Item *> &changed);
+
+void updateRows(const QJsonValue &container, Item &parent, QList<Item *> &changed)
+{
+    if (container.isObject()) {
+        const QJsonObject object = container.toObject();
+        int row = 0;
+        for (auto it = object.constBegin(); it != object.constEnd(); ++it, ++row)
+            updateRow(*parent.childNode(row), it.value(), false, changed);
+        return;
+    }
+    const QJsonArray array = container.toArray();
+    for (qsizetype i = 0; i < array.size(); ++i)
+        updateRow(*parent.childNode(int(i)), array.at(i), true, changed);
+}
+
+void updateRow(Item &row, const QJsonValue &value, bool isArrayElement, QList<Item *> &changed)
+{
+    const QString text = rowText(value, isArrayElement);
+    if (row.data(1).toString() != text) {
+        row.setData(1, text);
+        changed.append(&row);
+    }
+    if (isContainer(value))
+        updateRows(value, row, changed);
+}
+
+} // namespace
+
+bool hasShapeOf(const QJsonDocument &document, const Item &parent)
+{
+    return !document.isNull() && sameShape(rootOf(document), parent);
+}
+
+QList<Item *> updateValues(const QJsonDocument &document, Item &parent)
+{
+    QList<Item *> changed;
+    if (auto *category = dynamic_cast<JsonItem *>(&parent))
+        category->setDocument(document);
+    updateRows(rootOf(document), parent, changed);
+    return changed;
+}
+
 int topLevelRowCount(const QJsonDocument &document)
 {
     if (document.isObject())

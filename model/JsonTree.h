@@ -20,4 +20,13 @@ void buildTree(const QJsonDocument &document, const QSharedPointer<Item> &parent
 // How many rows buildTree() puts directly below the parent for this document.
 int topLevelRowCount(const QJsonDocument &document);
 
+// Whether buildTree() would give parent the rows it has now, labels and nesting alike, so that
+// only value texts can differ. A camera answers the same shape on every refresh; its rows are
+// then kept and only their values change, which costs the views a repaint instead of a relayout.
+bool hasShapeOf(const QJsonDocument &document, const Item &parent);
+
+// Writes the value texts of document into rows of the same shape (hasShapeOf) and returns the
+// rows whose value changed.
+QList<Item *> updateValues(const QJsonDocument &document, Item &parent);
+
 } // namespace JsonTree

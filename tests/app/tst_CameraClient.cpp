@@ -10,7 +10,6 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSignalSpy>
-#include <QSortFilterProxyModel>
 #include <QTemporaryDir>
 #include <QTreeView>
 #include <QtTest>
@@ -302,6 +301,53 @@ private slots:
         QCOMPARE(FileDialog::takeCaptions().value(0), QStringLiteral("Select Folder for result exports"));
     }
 
+    void selectionAndExpansionStayWithTheirCameras()
+    {
+        for (int i = 1; i <= 5; ++i)
+            addCamera(i);
+        auto *view = m_window->findChild<QTreeView *>(QStringLiteral("tvCameras"));
+        QAbstractItemModel *shown = view->model();
+        view->selectionModel()->select(shown->index(2, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
+        view->expand(shown->index(2, 0));
+        view->expand(shown->index(4, 0));
+        const auto selectedAndExpanded = [&] {
+            QStringList serials;
+            for (const QSharedPointer<CameraItem> &camera : m_window->selectedCameras())
+                serials << camera->serial();
+            for (int row = 0; row < shown->rowCount(); ++row) {
+                if (view->isExpanded(shown->index(row, 0)))
+                    serials << QStringLiteral("expanded ") + shown->index(row, 1).data().toString();
+            }
+            return serials.join(QLatin1String(", "));
+        };
+        const QString expected = QStringLiteral("CAM-3, expanded CAM-3, expanded CAM-5");
+
+        addCamera(6);
+        QCOMPARE(selectedAndExpanded(), expected);
+
+        // Camera 5 is hidden by the first pattern and comes back expanded with the second.
+        const QList<std::pair<QString, QString>> patterns{
+            {"cam-[36]", "CAM-3, expanded CAM-3"}, {"cam-[3-6]", expected}, {"", expected}};
+        for (const auto &[pattern, shownState] : patterns) {
+            QSignalSpy applied(qobject_cast<CameraFilterModel *>(shown), &CameraFilterModel::filterApplied);
+            field("lePropertyFilter")->setText(pattern);
+            QVERIFY(applied.count() == 1 || applied.wait(5000));
+            QCOMPARE(selectedAndExpanded(), shownState);
+        }
+    }
+
+    void camerasFoundUnderAPatternShowWhenTheyMatch()
+    {
+        auto *view = m_window->findChild<QTreeView *>(QStringLiteral("tvCameras"));
+        auto *filter = qobject_cast<CameraFilterModel *>(view->model());
+        field("lePropertyFilter")->setText(QStringLiteral("cam-2"));
+        QTRY_COMPARE(filter->filterPattern(), QStringLiteral("cam-2"));
+        addCamera(1);
+        addCamera(2);
+        QTRY_COMPARE(view->model()->rowCount(), 1);
+        QCOMPARE(view->model()->index(0, 1).data().toString(), QStringLiteral("CAM-2"));
+    }
+
     void updateChecks_data()
     {
         QTest::addColumn<QString>("buttonName");
@@ -359,6 +405,12 @@ private slots:
     }
 
 private:
+    void addCamera(int number)
+    {
+        model()->addCamera(QHostAddress(QStringLiteral("10.77.0.%1").arg(number)),
+                           {{"S/N", QStringLiteral("CAM-%1").arg(number)}}, someTime());
+    }
+
     QLineEdit *field(const QString &name) const
     {
         auto *edit = m_window->findChild<QLineEdit *>(name);
@@ -377,9 +429,9 @@ private:
 
     CameraModel *model() const
     {
-        auto *proxy = qobject_cast<QSortFilterProxyModel *>(
+        auto *filter = qobject_cast<CameraFilterModel *>(
             m_window->findChild<QTreeView *>(QStringLiteral("tvCameras"))->model());
-        return qobject_cast<CameraModel *>(proxy->sourceModel());
+        return filter->sourceModel();
     }
 
     QTemporaryDir m_configHome;

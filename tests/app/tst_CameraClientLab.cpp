@@ -11,7 +11,6 @@
 #include <QListView>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QSortFilterProxyModel>
 #include <QTemporaryDir>
 #include <QToolButton>
 #include <QTreeView>
@@ -144,9 +143,9 @@ private:
 
     CameraModel *model() const
     {
-        auto *proxy = qobject_cast<QSortFilterProxyModel *>(
+        auto *filter = qobject_cast<CameraFilterModel *>(
             m_window->findChild<QTreeView *>(QStringLiteral("tvCameras"))->model());
-        return qobject_cast<CameraModel *>(proxy->sourceModel());
+        return filter->sourceModel();
     }
 
     QTemporaryDir m_files;

@@ -5,7 +5,6 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSignalSpy>
-#include <QSortFilterProxyModel>
 #include <QTimer>
 #include <QTreeView>
 #include <QtTest>
@@ -39,8 +38,7 @@ private slots:
         CameraClient window;
         window.show();
         auto *view = window.findChild<QTreeView *>(QStringLiteral("tvCameras"));
-        auto *proxy = qobject_cast<QSortFilterProxyModel *>(view->model());
-        auto *model = qobject_cast<CameraModel *>(proxy->sourceModel());
+        auto *model = qobject_cast<CameraFilterModel *>(view->model())->sourceModel();
         for (int network : {1, 2}) {
             for (int i = 0; i < kCamerasPerNetwork; ++i)
                 model->addCamera(Lab::cameraIPv4(network, i), {{"S/N", QStringLiteral("C%1-%2").arg(network).arg(i)}}, {});

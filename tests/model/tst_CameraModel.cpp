@@ -140,26 +140,27 @@ private slots:
         QCOMPARE(changed.count(), 1);
         const QModelIndex topLeft = changed.at(0).at(0).value<QModelIndex>();
         QCOMPARE(topLeft, changed.at(0).at(1).value<QModelIndex>());
-        QCOMPARE(topLeft.row(), 1);
-        QCOMPARE(topLeft.column(), 1);
-        QCOMPARE(changed.at(0).at(2).value<QList<int>>(), (QList<int>{0, 27, 1}));
-        QVERIFY(!model.data(topLeft).isValid());
+        QCOMPARE(topLeft.parent(), model.index(1, 0));
+        QCOMPARE(model.data(topLeft.siblingAtColumn(0)).toString(), QStringLiteral("Last Connection"));
+        QCOMPARE(model.data(topLeft).toString(), QStringLiteral("2024-05-01T02:30:00"));
 
         const QSharedPointer<CameraItem> camera = model.findCamera(QStringLiteral("B"), QHostAddress("10.0.0.2"));
-        QCOMPARE(camera->lastConnectionRow()->data(1).toString(), QStringLiteral("2024-05-01T02:30:00"));
         QCOMPARE(rowTexts(camera->versionRow()), QStringList{"S/N=B"});
     }
 
-    void insertionIsAnnouncedAtRowZero()
+    void insertionIsAnnouncedWhereTheCameraGoes()
     {
         CameraModel model;
+        QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
         QSignalSpy inserted(&model, &CameraModel::rowsInserted);
-        model.addCamera(QHostAddress("10.0.0.1"), withSerial("A"), timeOf(1, 0, 0));
-        model.addCamera(QHostAddress("10.0.0.2"), withSerial("B"), timeOf(1, 0, 0));
-        QCOMPARE(inserted.count(), 2);
-        QCOMPARE(inserted.at(1).at(1).toInt(), 0);
-        QCOMPARE(inserted.at(1).at(2).toInt(), 0);
-        QCOMPARE(model.cameras().last()->serial(), QStringLiteral("B"));
+        for (const char *serial : {"A", "B", "C"})
+            model.addCamera(QHostAddress("10.0.0.1"), withSerial(serial), timeOf(1, 0, 0));
+        QCOMPARE(inserted.count(), 3);
+        for (int row = 0; row < 3; ++row) {
+            QCOMPARE(inserted.at(row).at(1).toInt(), row);
+            QCOMPARE(inserted.at(row).at(2).toInt(), row);
+        }
+        QCOMPARE(model.cameras().last()->serial(), QStringLiteral("C"));
     }
 
     void clearRestartsNumberingAndKeepsKeySets()
@@ -218,6 +219,55 @@ private slots:
         const QRegularExpression shown(QStringLiteral(R"(^Invalid user/password \(at \d{4}-\d\d-\d\d \d\d:\d\d:\d\d\)$)"));
         QVERIFY2(shown.match(camera->updateStatusRow()->data(1).toString()).hasMatch(),
                  qPrintable(camera->updateStatusRow()->data(1).toString()));
+    }
+
+    void sameShapedDocumentKeepsRowsAndReportsChangedValues()
+    {
+        CameraModel model;
+        model.addCamera(QHostAddress("10.0.0.1"), withSerial("A"), timeOf(1, 0, 0));
+        const QSharedPointer<CameraItem> camera = model.cameras().first();
+        const QString path = QStringLiteral("/live/status");
+        model.attachResource(camera, path, QJsonDocument::fromJson(R"({"uptime": 12, "temps": [40, {"cpu": 41}]})"));
+        const QSharedPointer<Item> firstRow = camera->categoryRow(CameraItem::CameraStatus)->firstChild();
+        QPersistentModelIndex uptime(model.index(1, 1, model.index(CameraItem::CameraStatus + 5, 0, model.index(0, 0))));
+        QCOMPARE(uptime.data().toString(), QStringLiteral("12"));
+
+        QSignalSpy removed(&model, &CameraModel::rowsRemoved);
+        QSignalSpy changed(&model, &CameraModel::dataChanged);
+        const QJsonDocument refreshed = QJsonDocument::fromJson(R"({"uptime": 13, "temps": [40, {"cpu": 45}]})");
+        model.attachResource(camera, path, refreshed);
+
+        QCOMPARE(removed.count(), 0);
+        QCOMPARE(camera->categoryRow(CameraItem::CameraStatus)->firstChild(), firstRow);
+        QCOMPARE(camera->categoryRow(CameraItem::CameraStatus)->document(), refreshed);
+        QCOMPARE(uptime.data().toString(), QStringLiteral("13"));
+        QStringList changedTexts;
+        for (const QList<QVariant> &signal : std::as_const(changed))
+            changedTexts << signal.at(0).value<QModelIndex>().siblingAtColumn(0).data().toString() + QLatin1Char('=')
+                                + signal.at(0).value<QModelIndex>().data().toString();
+        QCOMPARE(changedTexts, (QStringList{"cpu=45", "uptime=13"}));
+
+        // Another shape is rebuilt: an element that turned from a number into an object.
+        model.attachResource(camera, path, QJsonDocument::fromJson(R"({"uptime": 13, "temps": [{"gpu": 1}, {"cpu": 45}]})"));
+        QCOMPARE(removed.count(), 1);
+        QVERIFY(!uptime.isValid());
+        QCOMPARE(rowTexts(camera->categoryRow(CameraItem::CameraStatus)->firstChild()->firstChild()),
+                 QStringList{"gpu=1"});
+    }
+
+    void availabilityRepaintsOnlyChanges()
+    {
+        CameraModel model;
+        model.addCamera(QHostAddress("10.0.0.1"), withSerial("A"), timeOf(1, 0, 0));
+        const QSharedPointer<CameraItem> camera = model.cameras().first();
+        QSignalSpy changed(&model, &CameraModel::dataChanged);
+        for (bool unavailable : {false, true, true, false, false}) {
+            camera->setUnavailable(unavailable);
+            model.refreshAvailability(camera);
+        }
+        QCOMPARE(changed.count(), 2);
+        QCOMPARE(changed.at(0).at(0).value<QModelIndex>(), model.index(0, 0));
+        QCOMPARE(changed.at(0).at(2).value<QList<int>>(), QList<int>{Qt::BackgroundRole});
     }
 
     void unavailableCameraIsRed()
