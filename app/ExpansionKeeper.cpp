@@ -10,7 +10,8 @@ ExpansionKeeper::ExpansionKeeper(QTreeView *view, CameraFilterModel *filter, QOb
     , m_filter(filter)
 {
     connect(view, &QTreeView::expanded, this, [this](const QModelIndex &index) {
-        m_expanded.insert(index.internalPointer(), QPersistentModelIndex(m_filter->mapToSource(index)));
+        if (!m_restoring)
+            m_expanded.insert(index.internalPointer(), QPersistentModelIndex(m_filter->mapToSource(index)));
     });
     connect(view, &QTreeView::collapsed, this,
             [this](const QModelIndex &index) { m_expanded.remove(index.internalPointer()); });
@@ -36,7 +37,10 @@ void ExpansionKeeper::restore()
             hidden.append(shown);
         ++entry;
     }
-    // Expanding reports back to this object, so not while it walks its own entries.
+    // Expanding reports back to this object, so not while it walks its own entries; and what it
+    // expands again it knows already.
+    m_restoring = true;
     for (const QModelIndex &index : std::as_const(hidden))
         m_view->expand(index);
+    m_restoring = false;
 }

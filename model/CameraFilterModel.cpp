@@ -10,6 +10,7 @@
 CameraFilterModel::CameraFilterModel(CameraModel *source, QObject *parent)
     : QAbstractItemModel(parent)
     , m_source(source)
+    , m_columns(source->columnCount())
 {
     m_passSlice.setSingleShot(true);
     m_passSlice.setInterval(0);
@@ -83,7 +84,7 @@ QModelIndex CameraFilterModel::mapFromSource(const QModelIndex &sourceIndex) con
 
 QString CameraFilterModel::filterPattern() const
 {
-    return m_filtering ? m_expression.pattern() : QString();
+    return m_pattern.pattern();
 }
 
 bool CameraFilterModel::isMatching() const
@@ -103,12 +104,10 @@ void CameraFilterModel::setFilterPattern(const QString &pattern)
     if (pattern == filterPattern())
         return;
     if (pattern.isEmpty()) {
-        showResult(QRegularExpression(), false, {});
+        showResult(TextPattern(), {});
         return;
     }
-    QRegularExpression expression(pattern, QRegularExpression::CaseInsensitiveOption);
-    expression.optimize();
-    m_pass.emplace(Pass{expression, {}, 0, {}});
+    m_pass.emplace(Pass{TextPattern(pattern), {}, 0, {}});
     // The first slice waits for the next turn of the event loop: the key that changed the
     // pattern is answered before any matching starts.
     m_passSlice.start();
@@ -116,34 +115,32 @@ void CameraFilterModel::setFilterPattern(const QString &pattern)
 
 void CameraFilterModel::restartPass()
 {
-    const QRegularExpression expression = m_pass->expression;
-    m_pass.emplace(Pass{expression, {}, 0, {}});
+    const TextPattern pattern = m_pass->pattern;
+    m_pass.emplace(Pass{pattern, {}, 0, {}});
     if (!m_passSlice.isActive())
         m_passSlice.start();
 }
 
-bool CameraFilterModel::matches(const Item *item, const QRegularExpression &expression)
+bool CameraFilterModel::matches(const Item *item, const TextPattern &pattern)
 {
-    if (!expression.isValid())
-        return false;
     const int columns = item->columnCount();
     for (int column = 0; column < columns; ++column) {
-        if (expression.match(item->data(column).toString()).hasMatch())
+        if (pattern.isFoundIn(item->data(column).toString()))
             return true;
     }
     return false;
 }
 
-bool CameraFilterModel::collect(Item *item, const QRegularExpression &expression, Nodes &nodes)
+bool CameraFilterModel::collect(Item *item, const TextPattern &pattern, Nodes &nodes)
 {
     QList<Item *> shownChildren;
     const int count = item->childCount();
     for (int row = 0; row < count; ++row) {
         Item *child = item->childNode(row);
-        if (collect(child, expression, nodes))
+        if (collect(child, pattern, nodes))
             shownChildren.append(child);
     }
-    const bool ownMatch = matches(item, expression);
+    const bool ownMatch = matches(item, pattern);
     if (!ownMatch && shownChildren.isEmpty())
         return false;
     for (int row = 0; row < shownChildren.size(); ++row)
@@ -189,7 +186,7 @@ void CameraFilterModel::matchNextCameras()
     slice.start();
     Item *const top = root();
     while (m_pass->nextCamera < top->childCount()) {
-        collect(top->childNode(m_pass->nextCamera++), m_pass->expression, m_pass->nodes);
+        collect(top->childNode(m_pass->nextCamera++), m_pass->pattern, m_pass->nodes);
         if (slice.elapsed() >= m_sliceMs) {
             m_passSlice.start();
             return;
@@ -198,17 +195,17 @@ void CameraFilterModel::matchNextCameras()
     Pass pass = std::move(*m_pass);
     m_pass.reset();
     for (Item *camera : std::as_const(pass.changed))
-        collect(camera, pass.expression, pass.nodes);
+        collect(camera, pass.pattern, pass.nodes);
     collectCameras(pass.nodes);
-    showResult(pass.expression, true, std::move(pass.nodes));
+    showResult(pass.pattern, std::move(pass.nodes));
 }
 
-void CameraFilterModel::showResult(const QRegularExpression &expression, bool filtering, Nodes nodes)
+void CameraFilterModel::showResult(const TextPattern &pattern, Nodes nodes)
 {
     emit layoutAboutToBeChanged();
     const QModelIndexList before = persistentIndexList();
-    m_expression = expression;
-    m_filtering = filtering;
+    m_pattern = pattern;
+    m_filtering = !pattern.isEmpty();
     m_shown = std::move(nodes);
     m_changedCameras.clear();
     m_changeDelay.stop();
@@ -229,7 +226,7 @@ void CameraFilterModel::showChangedCameras()
     const QModelIndexList before = persistentIndexList();
     for (Item *camera : std::as_const(m_changedCameras)) {
         forget(camera, m_shown);
-        collect(camera, m_expression, m_shown);
+        collect(camera, m_pattern, m_shown);
     }
     m_changedCameras.clear();
     collectCameras(m_shown);
@@ -266,14 +263,14 @@ void CameraFilterModel::repaintLater(const QList<int> &roles)
         m_repaint.start();
 }
 
-// One change over all top rows: a view that is told of a single row looks for it among all the
-// rows it lays out, and a refresh changes thousands of rows.
+// One announcement for all the values that changed in a moment, made on the first row: a view
+// repaints all it shows for a change of several cells, while it looks up every row it is told of
+// among all the rows it lays out, and a refresh changes thousands of values.
 void CameraFilterModel::repaint()
 {
     const QList<int> roles = std::exchange(m_repaintRoles, {});
-    const int rows = rowCount();
-    if (rows > 0)
-        emit dataChanged(index(0, 0), index(rows - 1, columnCount() - 1), roles);
+    if (rowCount() > 0)
+        emit dataChanged(index(0, 0), index(0, m_columns - 1), roles);
 }
 
 void CameraFilterModel::onRowsAboutToBeInserted(const QModelIndex &parent, int first, int last)
@@ -363,7 +360,7 @@ void CameraFilterModel::onDataChanged(const QModelIndex &topLeft, const QModelIn
                 continue;
             const auto shown = m_shown.constFind(item);
             const bool matchedBefore = shown != m_shown.constEnd() && shown->matches;
-            cameraChanged(cameraOf(item), m_filtering && matches(item, m_expression) != matchedBefore);
+            cameraChanged(cameraOf(item), m_filtering && matches(item, m_pattern) != matchedBefore);
         }
     }
     repaintLater(roles);
@@ -388,7 +385,7 @@ void CameraFilterModel::onModelReset()
 
 QModelIndex CameraFilterModel::index(int row, int column, const QModelIndex &parent) const
 {
-    if (row < 0 || column < 0 || column >= columnCount() || parent.column() > 0)
+    if (row < 0 || column < 0 || column >= m_columns || parent.column() > 0)
         return {};
     Item *const parentItem = parent.isValid() ? itemOf(parent) : root();
     Item *child = nullptr;
@@ -421,7 +418,7 @@ int CameraFilterModel::rowCount(const QModelIndex &parent) const
 
 int CameraFilterModel::columnCount(const QModelIndex &) const
 {
-    return m_source->columnCount();
+    return m_columns;
 }
 
 QVariant CameraFilterModel::data(const QModelIndex &index, int role) const

@@ -3,9 +3,10 @@
 #include <QAbstractItemModel>
 #include <QHash>
 #include <QList>
-#include <QRegularExpression>
 #include <QSet>
 #include <QTimer>
+
+#include "TextPattern.h"
 
 #include <optional>
 
@@ -20,7 +21,7 @@ class Item;
 //   expanded rows, selection and current row on the same items;
 // - under a pattern, rows that arrive or change are matched again with their camera and shown
 //   in one layout change per moment; rows that leave the tree leave the views at once;
-// - value changes reach the views as one repaint per moment, however many rows changed.
+// - value changes reach the views as one announcement per moment, however many rows changed.
 // Its indexes point at the camera tree's own items, so mapping to the tree costs nothing.
 class CameraFilterModel : public QAbstractItemModel
 {
@@ -71,7 +72,7 @@ private:
     // The matching of a new pattern, camera after camera.
     struct Pass
     {
-        QRegularExpression expression;
+        TextPattern pattern;
         Nodes nodes;
         int nextCamera = 0;
         // Cameras matched already that changed since, to be matched again before the end.
@@ -84,14 +85,14 @@ private:
     int rowOf(Item *item) const;
     QModelIndex indexOf(Item *item, int column) const;
 
-    static bool matches(const Item *item, const QRegularExpression &expression);
-    static bool collect(Item *item, const QRegularExpression &expression, Nodes &nodes);
+    static bool matches(const Item *item, const TextPattern &pattern);
+    static bool collect(Item *item, const TextPattern &pattern, Nodes &nodes);
     static void forget(const Item *item, Nodes &nodes);
     void collectCameras(Nodes &nodes) const;
 
     void restartPass();
     void matchNextCameras();
-    void showResult(const QRegularExpression &expression, bool filtering, Nodes nodes);
+    void showResult(const TextPattern &pattern, Nodes nodes);
     void showChangedCameras();
     void cameraChanged(Item *camera, bool mayChangeWhatShows);
     void repaintLater(const QList<int> &roles);
@@ -107,7 +108,9 @@ private:
     void onModelReset();
 
     CameraModel *m_source;
-    QRegularExpression m_expression;
+    // Every row has the columns of the tree's header.
+    const int m_columns;
+    TextPattern m_pattern;
     bool m_filtering = false;
     Nodes m_shown;
     std::optional<Pass> m_pass;

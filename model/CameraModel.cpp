@@ -42,13 +42,10 @@ QSharedPointer<CameraItem> CameraModel::findCamera(const QString &serial, const 
 
 QSharedPointer<CameraItem> CameraModel::findCameraLocked(const QString &serial, const QHostAddress &address) const
 {
-    const QList<QSharedPointer<Item>> children = m_root->children();
-    for (const QSharedPointer<Item> &child : children) {
-        auto camera = child.dynamicCast<CameraItem>();
-        if (camera && camera->serial() == serial
-            && camera->address().isEqual(address, QHostAddress::TolerantConversion)) {
-            return camera;
-        }
+    const QList<CameraItem *> candidates = m_camerasBySerial.value(serial);
+    for (CameraItem *camera : candidates) {
+        if (camera->address().isEqual(address, QHostAddress::TolerantConversion))
+            return m_root->child(camera->row()).staticCast<CameraItem>();
     }
     return {};
 }
@@ -66,6 +63,7 @@ void CameraModel::clear()
     beginResetModel();
     m_root->clearChildren();
     m_paintedUnavailable.clear();
+    m_camerasBySerial.clear();
     endResetModel();
 }
 
@@ -88,6 +86,7 @@ void CameraModel::addCamera(const QHostAddress &address, const QMap<QString, QSt
     beginInsertRows(QModelIndex(), row, row);
     const QSharedPointer<CameraItem> camera = createCamera(address, properties, last_connection);
     m_root->appendChild(camera);
+    m_camerasBySerial[serial].append(camera.data());
     endInsertRows();
     emit newCamera(camera);
 }
@@ -265,11 +264,10 @@ Qt::ItemFlags CameraModel::flags(const QModelIndex &index) const
 Qt::ItemFlags CameraModel::itemFlags(const Item *item)
 {
     Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable;
-    // Cameras and categories gain rows later; any other row is made with all of its rows. Saying
-    // so spares the view a remembered expansion for every leaf when everything is expanded.
-    if (item && item->childCount() == 0 && !dynamic_cast<const CameraItem *>(item)
-        && !dynamic_cast<const JsonItem *>(item)) {
+    // A row without rows of its own is never expanded: "Expand all" passes it by, and a category
+    // whose rows arrive later shows them collapsed. Rows that arrive below an expanded row make
+    // the view lay out the whole tree again, and a thousand cameras fill eleven categories each.
+    if (item && item->childCount() == 0)
         flags |= Qt::ItemNeverHasChildren;
-    }
     return flags;
 }

@@ -5,6 +5,7 @@
 
 #include <QAbstractItemModel>
 #include <QHostAddress>
+#include <QHash>
 #include <QMap>
 #include <QRecursiveMutex>
 #include <QSet>
@@ -68,4 +69,6 @@ private:
     // The cameras whose row the views were last told to paint red. The availability checker
     // reports every camera on every tick; only a change is worth a repaint.
     QSet<const CameraItem *> m_paintedUnavailable;
+    // Every answer of a scan is looked up: a thousand cameras answer twenty probes each.
+    QHash<QString, QList<CameraItem *>> m_camerasBySerial;
 };

@@ -7,6 +7,8 @@
 #include <QFile>
 #include <QTimer>
 
+#include <csignal>
+
 SimulatorProcess::SimulatorProcess(QObject *parent)
     : QObject(parent)
 {
@@ -65,6 +67,12 @@ int SimulatorProcess::stop(int timeoutMs)
     }
     onReadyRead();
     return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
+}
+
+bool SimulatorProcess::switchWebApi()
+{
+    // nsenter only enters the network namespace, so it runs the simulator in its own process.
+    return m_process.state() == QProcess::Running && ::kill(pid_t(m_process.processId()), SIGUSR1) == 0;
 }
 
 QString SimulatorProcess::waitForLine(const QString &prefix, int timeoutMs)

@@ -29,6 +29,9 @@ public:
     // did not exit normally.
     int stop(int timeoutMs = 5000);
 
+    // Switches the Web-API of every camera of this simulator off, or on again (SIGUSR1).
+    bool switchWebApi();
+
     // Waits for the earliest line starting with prefix that no earlier call has returned, and
     // returns it; a null string when none arrives within the time-out.
     QString waitForLine(const QString &prefix, int timeoutMs = 5000);
