@@ -1,5 +1,7 @@
 #include "CameraAPI.h"
 
+#include "HostCookieJar.h"
+
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -7,7 +9,6 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QNetworkAccessManager>
-#include <QNetworkCookieJar>
 #include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QUrl>
@@ -101,7 +102,7 @@ void CameraAPI::setClock(Clock clock)
 
 void CameraAPI::init()
 {
-    m_cookieJar = new QNetworkCookieJar;
+    m_cookieJar = new HostCookieJar;
     m_manager = std::make_unique<QNetworkAccessManager>();
     m_cookieJar->moveToThread(thread());
     m_manager->moveToThread(thread());
@@ -140,13 +141,23 @@ bool CameraAPI::sessionValid(const CameraItem &cam) const
            <= std::chrono::minutes(m_sessionLifetimeMinutes);
 }
 
-QNetworkReply *CameraAPI::postLogin(const QSharedPointer<CameraItem> &cam)
+void CameraAPI::dispatch(const QSharedPointer<CameraItem> &cam, const QNetworkRequest &request, Start start,
+                         const QVariantMap &properties)
+{
+    m_queue.send(request.url().host(), [this, cam, start = std::move(start), properties] {
+        QNetworkReply *reply = start();
+        reply->setProperty(kStoreId, storeCamera(cam));
+        for (auto it = properties.cbegin(); it != properties.cend(); ++it)
+            reply->setProperty(it.key().toLatin1().constData(), it.value());
+    });
+}
+
+void CameraAPI::postLogin(const QSharedPointer<CameraItem> &cam, const QVariantMap &properties)
 {
     const QByteArray body = formBody({{QStringLiteral("username"), m_username},
                                       {QStringLiteral("password"), m_password}});
-    QNetworkReply *reply = m_manager->post(formRequest(cam->url(QStringLiteral("/login"))), body);
-    reply->setProperty(kStoreId, storeCamera(cam));
-    return reply;
+    const QNetworkRequest request = formRequest(cam->url(QStringLiteral("/login")));
+    dispatch(cam, request, [this, request, body] { return m_manager->post(request, body); }, properties);
 }
 
 void CameraAPI::onLogin(QSharedPointer<CameraItem> cam)
@@ -173,20 +184,22 @@ void CameraAPI::sendRequest(const QSharedPointer<CameraItem> &cam, QNetworkReque
         loginAndRequest(cam, method, body);
         return;
     }
-    QNetworkReply *reply = m_manager->sendCustomRequest(request, method.toUtf8(), body);
-    reply->setProperty(kStoreId, storeCamera(cam));
+    QVariantMap properties;
     if (!extra.isEmpty())
-        reply->setProperty(kNextData, extra);
+        properties.insert(QLatin1String(kNextData), extra);
+    const QByteArray verb = method.toUtf8();
+    dispatch(
+        cam, request, [this, request, verb, body] { return m_manager->sendCustomRequest(request, verb, body); },
+        properties);
 }
 
 // The request that waited for this login is not sent afterwards: whoever wanted it repeats it
 // once loggedIn arrives. Its method and body travel on the login reply for inspection only.
 void CameraAPI::loginAndRequest(const QSharedPointer<CameraItem> &cam, const QString &method, const QByteArray &body)
 {
-    QNetworkReply *reply = postLogin(cam);
-    reply->setProperty(kNextRequest, quint64(++m_pendingRequests));
-    reply->setProperty(kNextMethod, method.toUtf8());
-    reply->setProperty(kNextData, body);
+    postLogin(cam, {{QLatin1String(kNextRequest), quint64(++m_pendingRequests)},
+                    {QLatin1String(kNextMethod), method.toUtf8()},
+                    {QLatin1String(kNextData), body}});
 }
 
 void CameraAPI::getResource(const QSharedPointer<CameraItem> &cam, const QString &path, const QByteArray &extra)
@@ -358,18 +371,18 @@ void CameraAPI::deleteAccessListEntry(QSharedPointer<CameraItem> cam, QString ac
     sendJson(cam, QStringLiteral("/access/") + access_list, QStringLiteral("DELETE"), QJsonDocument(selection));
 }
 
-void CameraAPI::postMultipart(const QSharedPointer<CameraItem> &cam, const QString &path, QHttpMultiPart *body)
+void CameraAPI::sendMultipart(const QSharedPointer<CameraItem> &cam, const QString &path, QHttpMultiPart *body,
+                              QNetworkAccessManager::Operation operation)
 {
-    QNetworkReply *reply = m_manager->post(QNetworkRequest(cam->url(path)), body);
-    body->setParent(reply);
-    reply->setProperty(kStoreId, storeCamera(cam));
-}
-
-void CameraAPI::putMultipart(const QSharedPointer<CameraItem> &cam, const QString &path, QHttpMultiPart *body)
-{
-    QNetworkReply *reply = m_manager->put(QNetworkRequest(cam->url(path)), body);
-    body->setParent(reply);
-    reply->setProperty(kStoreId, storeCamera(cam));
+    const QNetworkRequest request(cam->url(path));
+    // The body belongs to this client while it waits its turn, then to its reply.
+    body->setParent(this);
+    dispatch(cam, request, [this, request, body, operation] {
+        QNetworkReply *reply = operation == QNetworkAccessManager::PutOperation ? m_manager->put(request, body)
+                                                                                 : m_manager->post(request, body);
+        body->setParent(reply);
+        return reply;
+    });
 }
 
 void CameraAPI::uploadClassifier(QSharedPointer<CameraItem> cam, QString classifier, QString filename,
@@ -385,7 +398,7 @@ void CameraAPI::uploadClassifier(QSharedPointer<CameraItem> cam, QString classif
         body->append(part);
     }
     body->append(filePart(QStringLiteral("form-data; name=\"classifier\"; filename=\"classifier\""), filename, body));
-    postMultipart(cam, QStringLiteral("/classifier/file/") + classifier, body);
+    sendMultipart(cam, QStringLiteral("/classifier/file/") + classifier, body, QNetworkAccessManager::PostOperation);
 }
 
 void CameraAPI::uploadAccessList(QSharedPointer<CameraItem> cam, QString access_list, QString filename)
@@ -394,7 +407,7 @@ void CameraAPI::uploadAccessList(QSharedPointer<CameraItem> cam, QString access_
         return;
     auto *body = new QHttpMultiPart(QHttpMultiPart::FormDataType);
     body->append(filePart(QStringLiteral("form-data; name=\"list\"; filename=\"list\""), filename, body));
-    putMultipart(cam, QStringLiteral("/access/%0/file").arg(access_list), body);
+    sendMultipart(cam, QStringLiteral("/access/%0/file").arg(access_list), body, QNetworkAccessManager::PutOperation);
 }
 
 QString CameraAPI::message(const QSharedPointer<CameraItem> &cam, const QString &text)
@@ -434,6 +447,7 @@ void CameraAPI::onFinished(QNetworkReply *reply)
             routeDelete(cam, reply, path);
         }
     }
+    m_queue.finished(reply->request().url().host());
     reply->deleteLater();
 }
 

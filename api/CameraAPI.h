@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CameraItem.h"
+#include "RequestQueue.h"
 
 #include <QByteArray>
 #include <QDate>
@@ -9,19 +10,20 @@
 #include <QJsonDocument>
 #include <QMap>
 #include <QMutex>
+#include <QNetworkAccessManager>
 #include <QNetworkRequest>
 #include <QObject>
 #include <QSharedPointer>
 #include <QStringList>
 #include <QTime>
+#include <QVariantMap>
 
 #include <chrono>
 #include <functional>
 #include <memory>
 
 class QHttpMultiPart;
-class QNetworkAccessManager;
-class QNetworkCookieJar;
+class HostCookieJar;
 class QNetworkReply;
 
 // Talks HTTP to the cameras' Web-API. Every slot starts one asynchronous request and returns;
@@ -96,15 +98,20 @@ private:
     quint32 storeCamera(const QSharedPointer<CameraItem> &cam);
     QSharedPointer<CameraItem> takeCamera(quint32 id);
     bool sessionValid(const CameraItem &cam) const;
-    QNetworkReply *postLogin(const QSharedPointer<CameraItem> &cam);
+    using Start = std::function<QNetworkReply *()>;
+    // Starts the request when the camera has room for it; its reply then carries the camera and
+    // the given properties.
+    void dispatch(const QSharedPointer<CameraItem> &cam, const QNetworkRequest &request, Start start,
+                  const QVariantMap &properties = {});
+    void postLogin(const QSharedPointer<CameraItem> &cam, const QVariantMap &properties = {});
     void sendRequest(const QSharedPointer<CameraItem> &cam, QNetworkRequest request, const QString &method,
                      const QByteArray &body, const QByteArray &extra = QByteArray());
     void loginAndRequest(const QSharedPointer<CameraItem> &cam, const QString &method, const QByteArray &body);
     void getResource(const QSharedPointer<CameraItem> &cam, const QString &path,
                      const QByteArray &extra = QByteArray());
     void setProperties(const QSharedPointer<CameraItem> &cam, const QMap<QString, QString> &properties);
-    void postMultipart(const QSharedPointer<CameraItem> &cam, const QString &path, QHttpMultiPart *body);
-    void putMultipart(const QSharedPointer<CameraItem> &cam, const QString &path, QHttpMultiPart *body);
+    void sendMultipart(const QSharedPointer<CameraItem> &cam, const QString &path, QHttpMultiPart *body,
+                       QNetworkAccessManager::Operation operation);
     void sendJson(const QSharedPointer<CameraItem> &cam, const QString &path, const QString &method,
                   const QJsonDocument &document);
 
@@ -121,7 +128,8 @@ private:
 
     std::unique_ptr<QNetworkAccessManager> m_manager;
     // Owned by the manager once installed there.
-    QNetworkCookieJar *m_cookieJar = nullptr;
+    HostCookieJar *m_cookieJar = nullptr;
+    RequestQueue m_queue;
     QString m_username;
     QString m_password;
     quint64 m_sessionLifetimeMinutes = 30;

@@ -9,7 +9,7 @@ ResourceFeeder::ResourceFeeder(CameraModel *model, QObject *parent)
     , m_model(model)
 {
     m_nextSlice.setSingleShot(true);
-    m_nextSlice.setInterval(kGapMs);
+    m_nextSlice.setInterval(0);
     connect(&m_nextSlice, &QTimer::timeout, this, &ResourceFeeder::feed);
 }
 

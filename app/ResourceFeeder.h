@@ -13,15 +13,13 @@ class CameraModel;
 
 // Hands category documents to the model in slices of a few milliseconds. Hundreds of cameras
 // answer within moments, and thousands of documents applied in one go would keep the window
-// from painting or answering the user; between slices it does both. The gap between slices
-// matters as much: an expanded view lays out all its rows again after every slice.
+// from painting or answering the user; between slices it does both.
 class ResourceFeeder : public QObject
 {
     Q_OBJECT
 
 public:
-    static constexpr int kSliceMs = 8;
-    static constexpr int kGapMs = 20;
+    static constexpr int kSliceMs = 10;
 
     explicit ResourceFeeder(CameraModel *model, QObject *parent = nullptr);
 

@@ -69,10 +69,15 @@ int SimulatorProcess::stop(int timeoutMs)
     return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
 }
 
+qint64 SimulatorProcess::processId() const
+{
+    return m_process.processId();
+}
+
 bool SimulatorProcess::switchWebApi()
 {
     // nsenter only enters the network namespace, so it runs the simulator in its own process.
-    return m_process.state() == QProcess::Running && ::kill(pid_t(m_process.processId()), SIGUSR1) == 0;
+    return m_process.state() == QProcess::Running && ::kill(pid_t(processId()), SIGUSR1) == 0;
 }
 
 QString SimulatorProcess::waitForLine(const QString &prefix, int timeoutMs)

@@ -29,6 +29,7 @@ public:
     // did not exit normally.
     int stop(int timeoutMs = 5000);
 
+    qint64 processId() const;
     // Switches the Web-API of every camera of this simulator off, or on again (SIGUSR1).
     bool switchWebApi();
 
