@@ -10,8 +10,7 @@ ExpansionKeeper::ExpansionKeeper(QTreeView *view, CameraFilterModel *filter, QOb
     , m_filter(filter)
 {
     connect(view, &QTreeView::expanded, this, [this](const QModelIndex &index) {
-        if (!m_restoring)
-            m_expanded.insert(index.internalPointer(), QPersistentModelIndex(m_filter->mapToSource(index)));
+        m_expanded.insert(index.internalPointer(), QPersistentModelIndex(m_filter->mapToSource(index)));
     });
     connect(view, &QTreeView::collapsed, this,
             [this](const QModelIndex &index) { m_expanded.remove(index.internalPointer()); });
@@ -26,21 +25,20 @@ void ExpansionKeeper::forgetAll()
 
 void ExpansionKeeper::restore()
 {
-    QModelIndexList hidden;
+    QModelIndexList shown;
+    shown.reserve(m_expanded.size());
     for (auto entry = m_expanded.begin(); entry != m_expanded.end();) {
         if (!entry->isValid()) {
             entry = m_expanded.erase(entry);
             continue;
         }
-        const QModelIndex shown = m_filter->mapFromSource(*entry);
-        if (shown.isValid() && !m_view->isExpanded(shown))
-            hidden.append(shown);
+        if (const QModelIndex index = m_filter->mapFromSource(*entry); index.isValid())
+            shown.append(index);
         ++entry;
     }
-    // Expanding reports back to this object, so not while it walks its own entries; and what it
-    // expands again it knows already.
-    m_restoring = true;
-    for (const QModelIndex &index : std::as_const(hidden))
+    // The view only notes them now: it lays out the new pattern's rows on its next turn. It
+    // would report each back to this object, which knows them already.
+    const QSignalBlocker quiet(m_view);
+    for (const QModelIndex &index : std::as_const(shown))
         m_view->expand(index);
-    m_restoring = false;
 }

@@ -27,5 +27,4 @@ private:
     // By item, so that expanding a row twice keeps one entry; an entry whose row left the tree
     // turns invalid and is dropped at the next restore.
     QHash<const void *, QPersistentModelIndex> m_expanded;
-    bool m_restoring = false;
 };
