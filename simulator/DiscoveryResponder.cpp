@@ -12,9 +12,9 @@ namespace {
 
 constexpr auto kShared = QAbstractSocket::ShareAddress | QAbstractSocket::ReuseAddressHint;
 
-QNetworkInterface interfaceOf(const QHostAddress &address)
+QNetworkInterface interfaceOf(const QList<QNetworkInterface> &interfaces,
+                              const QHostAddress &address)
 {
-    const QList<QNetworkInterface> interfaces = QNetworkInterface::allInterfaces();
     for (const QNetworkInterface &candidate : interfaces) {
         const QList<QNetworkAddressEntry> entries = candidate.addressEntries();
         for (const QNetworkAddressEntry &entry : entries) {
@@ -66,7 +66,7 @@ QByteArray DiscoveryResponder::answerText() const
 bool DiscoveryResponder::openChannel(const QHostAddress &address, const QHostAddress &probeGroup,
                                      const QHostAddress &answerGroup, QString *error)
 {
-    const QNetworkInterface interface = interfaceOf(address);
+    const QNetworkInterface interface = interfaceOf(m_settings.interfaces, address);
     if (!interface.isValid()) {
         *error = describe(address) + QStringLiteral(": no interface has this address (is the "
                                                     "simulator running inside the lab?)");

@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 #include <QHostAddress>
+#include <QList>
 #include <QNetworkInterface>
 #include <QObject>
 #include <QString>
@@ -25,6 +26,9 @@ public:
         quint16 probePort = 4800;
         QHostAddress probeGroupIPv4;
         QHostAddress probeGroupIPv6;
+        // The interfaces of the camera namespace; each camera listens on the one holding its
+        // address.
+        QList<QNetworkInterface> interfaces;
     };
 
     static constexpr quint16 kAnswerPort = 4900;
