@@ -1,6 +1,7 @@
 #include "CommandLine.h"
 
 #include "CameraTextParser.h"
+#include "DiscoveryResponder.h"
 #include "FleetGenerator.h"
 #include "LabAddresses.h"
 
@@ -13,7 +14,8 @@ const char kDescription[] =
     "Simulates number-plate cameras for the network lab (lab/netlab): each camera answers the\n"
     "discovery probe and runs an update service and a Web-API (HTTP, port 80) on its own\n"
     "addresses. Run it only inside a camera namespace of the lab; it refuses addresses outside\n"
-    "10.77/16, 10.78/16, fd77::/16 and fd78::/16.\n"
+    "10.77/16, 10.78/16, fd77::/16 and fd78::/16. Each camera answers a probe after a random\n"
+    "delay below %1 ms, as real cameras do.\n"
     "\n"
     "Camera text (--camera): comma-separated items, \"key=value\" or a bare flag;\n"
     "write a literal comma or backslash in a value as \\, or \\\\.\n"
@@ -79,7 +81,8 @@ const char kDescription[] =
 bool CommandLine::parse(const QCoreApplication &app, SimulatorOptions *options, QString *error)
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(QString::fromLatin1(kDescription));
+    parser.setApplicationDescription(
+        QString::fromLatin1(kDescription).arg(DiscoveryResponder::kAnswerSpreadMs));
     parser.addHelpOption();
     const QCommandLineOption camera(QStringLiteral("camera"),
                                     QStringLiteral("Adds a camera (see above); repeatable."),

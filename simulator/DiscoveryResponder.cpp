@@ -3,6 +3,8 @@
 #include "EventLog.h"
 
 #include <QNetworkDatagram>
+#include <QRandomGenerator>
+#include <QTimer>
 #include <QUdpSocket>
 #include <QVariant>
 
@@ -119,16 +121,24 @@ void DiscoveryResponder::onReadyRead(const Channel &channel, QUdpSocket *socket)
         const bool unicast = m_camera.answerMode == CameraConfig::AnswerMode::Unicast;
         const QHostAddress destination = unicast ? datagram.senderAddress() : channel.answerGroup;
         const quint16 port = unicast ? static_cast<quint16>(datagram.senderPort()) : kAnswerPort;
-        if (channel.answerer->writeDatagram(answerText(), destination, port) < 0) {
-            qWarning("camera %s: answer to %s failed: %s", qPrintable(m_camera.serial),
-                     qPrintable(destination.toString()),
-                     qPrintable(channel.answerer->errorString()));
-            continue;
-        }
-        EventLog::write(QStringLiteral("answer %1 %2 %3")
-                            .arg(m_camera.serial, destination.toString())
-                            .arg(port));
+        const int delayMs = int(QRandomGenerator::global()->bounded(kAnswerSpreadMs));
+        QTimer::singleShot(delayMs, this, [this, channel, destination, port] {
+            answer(channel, destination, port);
+        });
     }
+}
+
+void DiscoveryResponder::answer(const Channel &channel, const QHostAddress &destination,
+                                quint16 port)
+{
+    if (channel.answerer->writeDatagram(answerText(), destination, port) < 0) {
+        qWarning("camera %s: answer to %s failed: %s", qPrintable(m_camera.serial),
+                 qPrintable(destination.toString()), qPrintable(channel.answerer->errorString()));
+        return;
+    }
+    EventLog::write(QStringLiteral("answer %1 %2 %3")
+                        .arg(m_camera.serial, destination.toString())
+                        .arg(port));
 }
 
 QString DiscoveryResponder::describe(const QHostAddress &address) const
