@@ -11,6 +11,11 @@ namespace {
 
 constexpr QAbstractSocket::BindMode kSharedBind = QAbstractSocket::ShareAddress | QAbstractSocket::ReuseAddressHint;
 
+// Cameras answer a probe at nearly the same moment. An answer of about a hundred bytes takes
+// some 830 bytes of a socket's receive buffer, so the usual default of 208 KiB holds about 250
+// of them; 4 MiB keeps the answers of thousands of cameras until they are read.
+constexpr int kReceiveBufferBytes = 4 * 1024 * 1024;
+
 } // namespace
 
 CameraFinder::CameraFinder(QObject *parent)
@@ -45,6 +50,7 @@ void CameraFinder::init()
     connect(m_sender, &QUdpSocket::readyRead, this, &CameraFinder::read);
     connect(m_listener, &QUdpSocket::readyRead, this, &CameraFinder::readMessage);
     m_sender->bind(QHostAddress::Any, 0, kSharedBind);
+    enlargeReceiveBuffer(m_sender);
 }
 
 void CameraFinder::init(const QHostAddress &address, quint16 port, int ttl)
@@ -61,6 +67,7 @@ void CameraFinder::init(const QHostAddress &address, quint16 port, int ttl)
     const bool ipv4 = address.protocol() == QAbstractSocket::IPv4Protocol;
     const QHostAddress answerGroup(QLatin1String(ipv4 ? kAnswerGroupIPv4 : kAnswerGroupIPv6));
     m_listener->bind(ipv4 ? QHostAddress::AnyIPv4 : QHostAddress::AnyIPv6, kAnswerPort, kSharedBind);
+    enlargeReceiveBuffer(m_listener);
     // Joining fails on interfaces without multicast; cameras behind them answer by unicast.
     const QList<QNetworkInterface> interfaces = QNetworkInterface::allInterfaces();
     for (const QNetworkInterface &networkInterface : interfaces)
@@ -95,6 +102,20 @@ void CameraFinder::setIPv4MulticastOptions(int interfaceIndex)
     ip_mreqn request{};
     request.imr_ifindex = interfaceIndex;
     ::setsockopt(descriptor, IPPROTO_IP, IP_MULTICAST_IF, &request, sizeof request);
+}
+
+void CameraFinder::enlargeReceiveBuffer(QUdpSocket *socket)
+{
+    socket->setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, kReceiveBufferBytes);
+    // Linux reports twice the size it was given, the rest being its bookkeeping, and gives an
+    // ordinary user no more than net.core.rmem_max.
+    const int granted = socket->socketOption(QAbstractSocket::ReceiveBufferSizeSocketOption).toInt() / 2;
+    if (granted < kReceiveBufferBytes && !m_smallBufferReported) {
+        m_smallBufferReported = true;
+        qWarning("CameraFinder: the receive buffer holds %d bytes instead of %d; answers of many "
+                 "cameras at once may be lost (raise net.core.rmem_max)",
+                 granted, kReceiveBufferBytes);
+    }
 }
 
 void CameraFinder::read()

@@ -45,6 +45,7 @@ public slots:
 
 private:
     void drain(QUdpSocket *socket);
+    void enlargeReceiveBuffer(QUdpSocket *socket);
     void setIPv4MulticastOptions(int interfaceIndex);
 
     QUdpSocket *m_sender = nullptr;
@@ -53,4 +54,5 @@ private:
     quint16 m_port = 0;
     int m_ttl = 0;
     bool m_ready = false;
+    bool m_smallBufferReported = false;
 };

@@ -1,6 +1,7 @@
 #include "CommandLine.h"
 
 #include "CameraTextParser.h"
+#include "DiscoveryResponder.h"
 #include "FleetGenerator.h"
 #include "LabAddresses.h"
 
@@ -13,7 +14,8 @@ const char kDescription[] =
     "Simulates number-plate cameras for the network lab (lab/netlab): each camera answers the\n"
     "discovery probe and runs an update service and a Web-API (HTTP, port 80) on its own\n"
     "addresses. Run it only inside a camera namespace of the lab; it refuses addresses outside\n"
-    "10.77/16, 10.78/16, fd77::/16 and fd78::/16.\n"
+    "10.77/16, 10.78/16, fd77::/16 and fd78::/16. Each camera answers a probe after a random\n"
+    "delay below %1 ms, as real cameras do.\n"
     "\n"
     "Camera text (--camera): comma-separated items, \"key=value\" or a bare flag;\n"
     "write a literal comma or backslash in a value as \\, or \\\\.\n"
@@ -47,8 +49,9 @@ const char kDescription[] =
     "Example: --camera serial=A100,ipv4=10.77.0.10,ipv6=fd77::10,version=3.2.1,answer=multicast\n"
     "\n"
     "Fleet (--fleet N --network K [--fleet-start I]): N varied cameras SIMK-<index> on lab\n"
-    "address indexes I..I+N-1 of network K (10.7<6+K>.0.<10+index>, fd7<6+K>::<10+index>),\n"
-    "Web-API user admin, password admin.\n"
+    "address indexes I..I+N-1 (at most 499) of network K, Web-API user admin, password admin.\n"
+    "Index i is at 10.7<6+K>.<B>.<P> and fd7<6+K>::<B>:<P> with B = i / 245, P = 10 + i % 245:\n"
+    "indexes 0 to 244 at 10.7<6+K>.0.<10+i> and fd7<6+K>::<10+i>, 245 at 10.7<6+K>.1.10.\n"
     "\n"
     "SIGUSR1 switches the Web-API of every camera off (as with silent=) or on again.\n"
     "\n"
@@ -78,7 +81,8 @@ const char kDescription[] =
 bool CommandLine::parse(const QCoreApplication &app, SimulatorOptions *options, QString *error)
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(QString::fromLatin1(kDescription));
+    parser.setApplicationDescription(
+        QString::fromLatin1(kDescription).arg(DiscoveryResponder::kAnswerSpreadMs));
     parser.addHelpOption();
     const QCommandLineOption camera(QStringLiteral("camera"),
                                     QStringLiteral("Adds a camera (see above); repeatable."),

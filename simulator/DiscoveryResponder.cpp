@@ -3,6 +3,8 @@
 #include "EventLog.h"
 
 #include <QNetworkDatagram>
+#include <QRandomGenerator>
+#include <QTimer>
 #include <QUdpSocket>
 #include <QVariant>
 
@@ -12,9 +14,9 @@ namespace {
 
 constexpr auto kShared = QAbstractSocket::ShareAddress | QAbstractSocket::ReuseAddressHint;
 
-QNetworkInterface interfaceOf(const QHostAddress &address)
+QNetworkInterface interfaceOf(const QList<QNetworkInterface> &interfaces,
+                              const QHostAddress &address)
 {
-    const QList<QNetworkInterface> interfaces = QNetworkInterface::allInterfaces();
     for (const QNetworkInterface &candidate : interfaces) {
         const QList<QNetworkAddressEntry> entries = candidate.addressEntries();
         for (const QNetworkAddressEntry &entry : entries) {
@@ -66,7 +68,7 @@ QByteArray DiscoveryResponder::answerText() const
 bool DiscoveryResponder::openChannel(const QHostAddress &address, const QHostAddress &probeGroup,
                                      const QHostAddress &answerGroup, QString *error)
 {
-    const QNetworkInterface interface = interfaceOf(address);
+    const QNetworkInterface interface = interfaceOf(m_settings.interfaces, address);
     if (!interface.isValid()) {
         *error = describe(address) + QStringLiteral(": no interface has this address (is the "
                                                     "simulator running inside the lab?)");
@@ -119,16 +121,24 @@ void DiscoveryResponder::onReadyRead(const Channel &channel, QUdpSocket *socket)
         const bool unicast = m_camera.answerMode == CameraConfig::AnswerMode::Unicast;
         const QHostAddress destination = unicast ? datagram.senderAddress() : channel.answerGroup;
         const quint16 port = unicast ? static_cast<quint16>(datagram.senderPort()) : kAnswerPort;
-        if (channel.answerer->writeDatagram(answerText(), destination, port) < 0) {
-            qWarning("camera %s: answer to %s failed: %s", qPrintable(m_camera.serial),
-                     qPrintable(destination.toString()),
-                     qPrintable(channel.answerer->errorString()));
-            continue;
-        }
-        EventLog::write(QStringLiteral("answer %1 %2 %3")
-                            .arg(m_camera.serial, destination.toString())
-                            .arg(port));
+        const int delayMs = int(QRandomGenerator::global()->bounded(kAnswerSpreadMs));
+        QTimer::singleShot(delayMs, this, [this, channel, destination, port] {
+            answer(channel, destination, port);
+        });
     }
+}
+
+void DiscoveryResponder::answer(const Channel &channel, const QHostAddress &destination,
+                                quint16 port)
+{
+    if (channel.answerer->writeDatagram(answerText(), destination, port) < 0) {
+        qWarning("camera %s: answer to %s failed: %s", qPrintable(m_camera.serial),
+                 qPrintable(destination.toString()), qPrintable(channel.answerer->errorString()));
+        return;
+    }
+    EventLog::write(QStringLiteral("answer %1 %2 %3")
+                        .arg(m_camera.serial, destination.toString())
+                        .arg(port));
 }
 
 QString DiscoveryResponder::describe(const QHostAddress &address) const

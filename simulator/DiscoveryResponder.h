@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 #include <QHostAddress>
+#include <QList>
 #include <QNetworkInterface>
 #include <QObject>
 #include <QString>
@@ -15,6 +16,9 @@ class QUdpSocket;
 // camera's own address and the probe port. Several cameras in one process each hold a listener
 // on the shared port, and the kernel hands every one of them its own copy of each probe; the
 // answerer makes sure that a camera's answer leaves from that camera's address.
+// Like a real camera, each one answers a probe after a random delay below kAnswerSpreadMs: the
+// answers of a fleet of hundreds then reach the prober spread out instead of in one burst that
+// overflows its receive buffer.
 class DiscoveryResponder : public QObject
 {
     Q_OBJECT
@@ -25,9 +29,13 @@ public:
         quint16 probePort = 4800;
         QHostAddress probeGroupIPv4;
         QHostAddress probeGroupIPv6;
+        // The interfaces of the camera namespace; each camera listens on the one holding its
+        // address.
+        QList<QNetworkInterface> interfaces;
     };
 
     static constexpr quint16 kAnswerPort = 4900;
+    static constexpr int kAnswerSpreadMs = 50;
     static const QByteArray kProbe;
 
     DiscoveryResponder(const CameraConfig &camera, const Settings &settings, QObject *parent);
@@ -46,6 +54,7 @@ private:
     bool openChannel(const QHostAddress &address, const QHostAddress &probeGroup,
                      const QHostAddress &answerGroup, QString *error);
     void onReadyRead(const Channel &channel, QUdpSocket *socket);
+    void answer(const Channel &channel, const QHostAddress &destination, quint16 port);
     QString describe(const QHostAddress &address) const;
 
     CameraConfig m_camera;

@@ -5,14 +5,34 @@
 
 #include <array>
 
+namespace {
+
+int blockOf(int index)
+{
+    return index / LabAddresses::kCamerasPerBlock;
+}
+
+int positionOf(int index)
+{
+    return 10 + index % LabAddresses::kCamerasPerBlock;
+}
+
+} // namespace
+
 QHostAddress LabAddresses::cameraIPv4(int network, int index)
 {
-    return QHostAddress(QStringLiteral("10.%1.0.%2").arg(76 + network).arg(10 + index));
+    return QHostAddress(QStringLiteral("10.%1.%2.%3")
+                            .arg(76 + network)
+                            .arg(blockOf(index))
+                            .arg(positionOf(index)));
 }
 
 QHostAddress LabAddresses::cameraIPv6(int network, int index)
 {
-    return QHostAddress(QStringLiteral("fd%1::%2").arg(76 + network).arg(10 + index));
+    return QHostAddress(QStringLiteral("fd%1::%2:%3")
+                            .arg(76 + network)
+                            .arg(blockOf(index))
+                            .arg(positionOf(index)));
 }
 
 bool LabAddresses::isLabAddress(const QHostAddress &address)

@@ -1,7 +1,5 @@
 #include "UpdateService.h"
 
-#include "UpdateKey.h"
-
 #include <QTcpServer>
 #include <QTcpSocket>
 
@@ -12,7 +10,6 @@ UpdateService::UpdateService(const CameraConfig &camera, quint16 port,
     , m_port(port)
     , m_settings(settings)
 {
-    m_settings.key = UpdateKey::derive(camera.adminPassword);
 }
 
 bool UpdateService::start(QString *error)

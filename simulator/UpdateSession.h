@@ -24,7 +24,7 @@ class UpdateSession : public QObject
 public:
     struct Settings
     {
-        QByteArray key; // filled in per camera by UpdateService
+        QByteArray key; // UpdateKey::derive of the camera's admin password
         QString storeDirectory;
         int readTimeoutMs = 1500;
     };

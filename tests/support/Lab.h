@@ -6,9 +6,11 @@
 
 // What a test sees of lab/netlab: the address plan, the camera namespaces and the simulator.
 // Networks are numbered 1 (primary, carries the default multicast routes) and 2 (reached only
-// through an explicitly chosen interface). Camera index i on network n owns
-// 10.7<6+n>.0.<10+i> and fd7<6+n>::<10+i>; the client owns 10.7<6+n>.0.1 and fd7<6+n>::1 on
-// interface "lab<n>".
+// through an explicitly chosen interface), 10.7<6+n>.0.0/16 and fd7<6+n>::/64 each. Camera
+// index i (0 to 499) on network n lies in block b = i / 245 at position p = 10 + i % 245 and owns
+// 10.7<6+n>.<b>.<p> and fd7<6+n>::<b>:<p>, the IPv6 groups written with the IPv4 octets' digits:
+// indexes 0 to 244 keep 10.7<6+n>.0.<10+i> and fd7<6+n>::<10+i>, index 245 is 10.7<6+n>.1.10 and
+// fd7<6+n>::1:10. The client owns 10.7<6+n>.0.1 and fd7<6+n>::1 on interface "lab<n>".
 class Lab
 {
 public:
