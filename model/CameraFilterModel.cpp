@@ -202,19 +202,13 @@ void CameraFilterModel::matchNextCameras()
 
 void CameraFilterModel::showResult(const TextPattern &pattern, Nodes nodes)
 {
-    emit layoutAboutToBeChanged();
-    const QModelIndexList before = persistentIndexList();
-    m_pattern = pattern;
-    m_filtering = !pattern.isEmpty();
-    m_shown = std::move(nodes);
-    m_changedCameras.clear();
-    m_changeDelay.stop();
-    QModelIndexList after;
-    after.reserve(before.size());
-    for (const QModelIndex &index : before)
-        after.append(indexOf(itemOf(index), index.column()));
-    changePersistentIndexList(before, after);
-    emit layoutChanged();
+    changeShownRows([&] {
+        m_pattern = pattern;
+        m_filtering = !pattern.isEmpty();
+        m_shown = std::move(nodes);
+        m_changedCameras.clear();
+        m_changeDelay.stop();
+    });
     emit filterApplied();
 }
 
@@ -222,14 +216,23 @@ void CameraFilterModel::showChangedCameras()
 {
     if (!m_filtering || m_changedCameras.isEmpty())
         return;
+    changeShownRows([this] {
+        for (Item *camera : std::as_const(m_changedCameras)) {
+            forget(camera, m_shown);
+            collect(camera, m_pattern, m_shown);
+        }
+        m_changedCameras.clear();
+        collectCameras(m_shown);
+    });
+}
+
+// One layout change around change: every index that the views keep goes to its item's new row,
+// or becomes invalid when the item is no longer shown.
+void CameraFilterModel::changeShownRows(const std::function<void()> &change)
+{
     emit layoutAboutToBeChanged();
     const QModelIndexList before = persistentIndexList();
-    for (Item *camera : std::as_const(m_changedCameras)) {
-        forget(camera, m_shown);
-        collect(camera, m_pattern, m_shown);
-    }
-    m_changedCameras.clear();
-    collectCameras(m_shown);
+    change();
     QModelIndexList after;
     after.reserve(before.size());
     for (const QModelIndex &index : before)

@@ -8,6 +8,7 @@
 
 #include "TextPattern.h"
 
+#include <functional>
 #include <optional>
 
 class CameraModel;
@@ -94,6 +95,7 @@ private:
     void matchNextCameras();
     void showResult(const TextPattern &pattern, Nodes nodes);
     void showChangedCameras();
+    void changeShownRows(const std::function<void()> &change);
     void cameraChanged(Item *camera, bool mayChangeWhatShows);
     void repaintLater(const QList<int> &roles);
     void repaint();
