@@ -464,6 +464,20 @@ bool CameraClient::updateCredentialsGiven()
                              QStringLiteral("Username and Password must not be empty."));
         return false;
     }
+    // The update uses the credentials set with the button, which need not be the typed ones.
+    if (m_adminUser.isEmpty() || m_adminPassword.isEmpty()) {
+        MessageBox::warning(this, QStringLiteral("Credentials not set"),
+                             QStringLiteral("The administrator credentials have not been set. Please press "
+                                            "\"Set Credentials\" before updating cameras."));
+        return false;
+    }
+    if (ui->leUser->text() != m_adminUser || ui->lePassword->text() != m_adminPassword) {
+        return MessageBox::warning(this, QStringLiteral("Credentials not set"),
+                                   QStringLiteral("The typed administrator credentials have not been set with "
+                                                  "\"Set Credentials\". Update with the credentials set before?"),
+                                   QMessageBox::Ok | QMessageBox::Cancel, QMessageBox::Cancel)
+            == QMessageBox::Ok;
+    }
     return true;
 }
 

@@ -93,7 +93,8 @@ private:
     void connectObjects();
     static void registerMetaTypes();
     QSharedPointer<CameraItem> cameraAt(const QModelIndex &proxyIndex) const;
-    // The checks both update buttons make; false when one failed (and said so).
+    // The checks both update buttons make; false when one failed (and said so) or the user
+    // chose not to update with the credentials set before the typed ones.
     bool updateCredentialsGiven();
     // The value of a settings key that must be a positive number, or fallback.
     int positiveSetting(const char *key, int fallback) const;

@@ -64,13 +64,29 @@ private slots:
         m_firmware = writeFile("firmware.bin", QByteArray(40000, 'x'));
     }
 
-    // Successes, failures at once, wrong answers and cameras that never answer: every camera
-    // counts three steps, so the dialog ends exactly when the last camera has, and closes.
-    void progressEndsWhateverHappens()
+    // Credentials typed after the ones set are not used unless set; the user is asked first.
+    void updateUsesTheCredentialsSet()
     {
         field("leUser")->setText(QStringLiteral("admin"));
         field("lePassword")->setText(QStringLiteral("admin"));
         button("pbSetAdminCredentials")->click();
+        field("lePassword")->setText(QStringLiteral("not the cameras' password"));
+        MessageBox::takeAnswered();
+
+        select({Ok});
+        FileDialog::setNextFileName(m_firmware);
+        button("pbUpdateSelected")->click();
+
+        QCOMPARE(MessageBox::takeAnswered().value(0).title, QStringLiteral("Credentials not set"));
+        QTRY_VERIFY_WITH_TIMEOUT(statusText(Ok).startsWith("Updated (at "), kTimeoutMs);
+        QCOMPARE(m_simulator.storedFile("UPOK"), QByteArray(40000, 'x'));
+        field("lePassword")->setText(QStringLiteral("admin"));
+    }
+
+    // Successes, failures at once, wrong answers and cameras that never answer: every camera
+    // counts three steps, so the dialog ends exactly when the last camera has, and closes.
+    void progressEndsWhateverHappens()
+    {
         FileDialog::setNextFileName(m_firmware);
         MessageBox::takeAnswered();
         button("pbUpdateAll")->click();
