@@ -34,8 +34,8 @@ UpdateLauncher::~UpdateLauncher()
         transfer.thread->quit();
     for (Transfer &transfer : m_transfers)
         transfer.thread->wait();
-    for (Derivation &derivation : m_derivations)
-        derivation.thread->wait();
+    for (const std::unique_ptr<QThread> &derivation : m_derivations)
+        derivation->wait();
 }
 
 void UpdateLauncher::setTransferLimit(int limit)
@@ -69,31 +69,33 @@ void UpdateLauncher::start(const QList<QSharedPointer<CameraItem>> &cameras, con
         auto upload = std::make_shared<Upload>();
         upload->fileName = fileName;
         upload->port = port;
+        for (const QSharedPointer<CameraItem> &camera : std::as_const(accepted))
+            m_waiting.push_back({camera, upload});
         // The key takes milliseconds to derive, too long for the window to wait on.
-        std::unique_ptr<QThread> thread(
-            QThread::create([upload, adminUser, adminPassword] { upload->key = deriveUpdateKey(adminUser, adminPassword); }));
-        QThread *deriving = thread.get();
-        connect(deriving, &QThread::finished, this, [this, deriving] { onKeyDerived(deriving); });
-        m_derivations.push_back({std::move(thread), upload, accepted});
+        QThread *deriving = m_derivations
+                                .emplace_back(QThread::create([upload, adminUser, adminPassword] {
+                                    upload->key = deriveUpdateKey(adminUser, adminPassword);
+                                }))
+                                .get();
+        connect(deriving, &QThread::finished, this, [this, deriving, upload] { onKeyDerived(deriving, *upload); });
         deriving->start();
     }
     emit startUpdate();
 }
 
-void UpdateLauncher::onKeyDerived(QThread *thread)
+void UpdateLauncher::onKeyDerived(QThread *thread, Upload &upload)
 {
     const auto derivation = std::find_if(m_derivations.begin(), m_derivations.end(),
-                                         [thread](const Derivation &entry) { return entry.thread.get() == thread; });
-    derivation->thread->wait();
-    for (const QSharedPointer<CameraItem> &camera : std::as_const(derivation->cameras))
-        m_waiting.push_back({camera, derivation->upload});
+                                         [thread](const std::unique_ptr<QThread> &entry) { return entry.get() == thread; });
+    (*derivation)->wait();
     m_derivations.erase(derivation);
+    upload.keyReady = true;
     dispatch();
 }
 
 void UpdateLauncher::dispatch()
 {
-    while (!m_waiting.empty() && int(m_transfers.size()) < m_transferLimit) {
+    while (!m_waiting.empty() && m_waiting.front().upload->keyReady && int(m_transfers.size()) < m_transferLimit) {
         const Waiting next = m_waiting.front();
         m_waiting.pop_front();
         launch(next);

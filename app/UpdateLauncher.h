@@ -54,18 +54,12 @@ private:
         QString fileName;
         quint16 port = 0;
         QString key;
+        bool keyReady = false;
     };
     struct Waiting
     {
         QSharedPointer<CameraItem> camera;
-        std::shared_ptr<const Upload> upload;
-    };
-    // A start whose key is being derived.
-    struct Derivation
-    {
-        std::unique_ptr<QThread> thread;
         std::shared_ptr<Upload> upload;
-        QList<QSharedPointer<CameraItem>> cameras;
     };
     struct Transfer
     {
@@ -75,8 +69,9 @@ private:
         int steps = 0;
     };
 
-    void onKeyDerived(QThread *thread);
-    // Starts waiting cameras while fewer transfers than the limit run.
+    void onKeyDerived(QThread *thread, Upload &upload);
+    // Starts waiting cameras, in the order of their starts, while fewer transfers than the limit
+    // run; a start whose key is still being derived holds up the ones after it.
     void dispatch();
     void launch(const Waiting &waiting);
     void onStep(UpdateTask *task, const QString &rowText);
@@ -92,7 +87,8 @@ private:
     StatusDialog *m_progress;
     int m_transferLimit = kDefaultTransferLimit;
     std::chrono::seconds m_statusTimeout;
-    std::list<Derivation> m_derivations;
+    // Threads deriving the key of a start.
+    std::list<std::unique_ptr<QThread>> m_derivations;
     std::deque<Waiting> m_waiting;
     std::list<Transfer> m_transfers;
     // Cameras from start to end of their update: deriving, waiting or transferring.

@@ -114,17 +114,19 @@ private slots:
     {
         const qsizetype connectionsBefore = m_simulator.lines("update-received UPMUTE ").size();
         const qsizetype lateBefore = m_simulator.lines("update-received UPLATE ").size();
+        const qsizetype muteBefore = m_simulator.lines("update-fault UPMUTE ").size();
+        const qsizetype mute2Before = m_simulator.lines("update-fault UPMUTE2 ").size();
         MessageBox::takeAnswered();
         select({Mute});
         FileDialog::setNextFileName(m_firmware);
         button("pbUpdateSelected")->click();
-        QVERIFY(!m_simulator.waitForLine("update-fault UPMUTE mute", kTimeoutMs).isNull());
+        QVERIFY(waitForLines("update-fault UPMUTE ", muteBefore + 1));
 
         const QString second = writeFile("second.bin", QByteArray(1000, 'y'));
         select({Mute, Mute2, Late});
         FileDialog::setNextFileName(second);
         button("pbUpdateSelected")->click();
-        QVERIFY(!m_simulator.waitForLine("update-fault UPMUTE2 mute", kTimeoutMs).isNull());
+        QVERIFY(waitForLines("update-fault UPMUTE2 ", mute2Before + 1));
         // Both transfers are taken by cameras that do not answer.
         QCOMPARE(statusText(Late), QStringLiteral("Waiting"));
         QCOMPARE(m_simulator.lines("update-received UPLATE ").size(), lateBefore);
@@ -201,6 +203,12 @@ private:
         for (int camera : cameras)
             view->selectionModel()->select(view->model()->index(camera, 0),
                                            QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    }
+
+    // Whether the simulator has logged this many lines starting with prefix within the time-out.
+    bool waitForLines(const QString &prefix, qsizetype count)
+    {
+        return QTest::qWaitFor([&] { return m_simulator.lines(prefix).size() >= count; }, kTimeoutMs);
     }
 
     QString statusText(int camera) const
