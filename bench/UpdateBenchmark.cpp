@@ -1,5 +1,5 @@
-// Updates many simulated cameras at once, the way the main window starts them: one thread per
-// task, every task's init() released by one signal. Measures the streaming UpdateTask and,
+// Updates many simulated cameras at once: one thread per task, every task's init() released by
+// one signal. Measures the streaming UpdateTask and,
 // in the same run, the whole-token task it replaced. Each batch runs in a child process of
 // its own, so that the peak resident memory reported is that batch's alone.
 //
