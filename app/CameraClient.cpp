@@ -14,6 +14,7 @@
 #include "SnapshotTask.h"
 #include "UpdateLauncher.h"
 #include "UpdateStatus.h"
+#include "UpdateTask.h"
 
 #include <QAbstractItemModel>
 #include <QCloseEvent>
@@ -50,6 +51,11 @@ constexpr SettingField kSettingFields[] = {
     {"cameraclient.configuration.user", &Ui::CameraClient::leWebUser},
 };
 
+// Settings of the update path that have no field in the window; only the settings file changes
+// them, so they are written back on close for the user to find.
+constexpr char kTransferLimitKey[] = "cameraclient.update.paralleltransfers";
+constexpr char kStatusTimeoutKey[] = "cameraclient.update.statustimeout";
+
 const QUrl kMakerSite(QStringLiteral("https://www.plexano.com"));
 
 // The toolkit also takes the classic shorthand forms such as "239.192.13" (read as
@@ -84,6 +90,7 @@ CameraClient::CameraClient(QWidget *parent, Network network)
     m_snapshotTask = new SnapshotTask(m_api, this);
     m_liveFeed = new LiveFeed(m_api, this);
     m_updates = std::make_unique<UpdateLauncher>(&m_model, &m_statusDialog);
+    loadUpdateSettings();
     m_expansion = new ExpansionKeeper(ui->tvCameras, &m_filter, this);
     m_resourceFeeder = new ResourceFeeder(&m_model, this);
     m_messages = new MessageGatherer(
@@ -194,10 +201,31 @@ void CameraClient::loadSettings()
     }
 }
 
+int CameraClient::positiveSetting(const char *key, int fallback) const
+{
+    bool ok = false;
+    const int value = m_settings.value(QLatin1String(key), fallback).toInt(&ok);
+    if (ok && value > 0)
+        return value;
+    qWarning("Setting %s is not a positive number; %d is used instead", key, fallback);
+    return fallback;
+}
+
+void CameraClient::loadUpdateSettings()
+{
+    m_transferLimit = positiveSetting(kTransferLimitKey, UpdateLauncher::kDefaultTransferLimit);
+    m_statusTimeout =
+        std::chrono::seconds(positiveSetting(kStatusTimeoutKey, int(UpdateTask::kDefaultStatusTimeout.count())));
+    m_updates->setTransferLimit(m_transferLimit);
+    m_updates->setStatusTimeout(m_statusTimeout);
+}
+
 void CameraClient::saveSettings()
 {
     for (const SettingField &setting : kSettingFields)
         m_settings.setValue(QLatin1String(setting.key), (ui->*setting.field)->text());
+    m_settings.setValue(QLatin1String(kTransferLimitKey), m_transferLimit);
+    m_settings.setValue(QLatin1String(kStatusTimeoutKey), qint64(m_statusTimeout.count()));
     m_settings.sync();
 }
 
@@ -427,6 +455,20 @@ bool CameraClient::updateCredentialsGiven()
         MessageBox::warning(this, QStringLiteral("Empty Credentials"),
                              QStringLiteral("Username and Password must not be empty."));
         return false;
+    }
+    // The update uses the credentials set with the button, which need not be the typed ones.
+    if (m_adminUser.isEmpty() || m_adminPassword.isEmpty()) {
+        MessageBox::warning(this, QStringLiteral("Credentials not set"),
+                             QStringLiteral("The administrator credentials have not been set. Please press "
+                                            "\"Set Credentials\" before updating cameras."));
+        return false;
+    }
+    if (ui->leUser->text() != m_adminUser || ui->lePassword->text() != m_adminPassword) {
+        return MessageBox::warning(this, QStringLiteral("Credentials not set"),
+                                   QStringLiteral("The typed administrator credentials have not been set with "
+                                                  "\"Set Credentials\". Update with the credentials set before?"),
+                                   QMessageBox::Ok | QMessageBox::Cancel, QMessageBox::Cancel)
+            == QMessageBox::Ok;
     }
     return true;
 }

@@ -13,6 +13,7 @@
 #include <QThread>
 #include <QTimer>
 
+#include <chrono>
 #include <memory>
 
 class CameraAPI;
@@ -92,8 +93,12 @@ private:
     void connectObjects();
     static void registerMetaTypes();
     QSharedPointer<CameraItem> cameraAt(const QModelIndex &proxyIndex) const;
-    // The checks both update buttons make; false when one failed (and said so).
+    // The checks both update buttons make; false when one failed (and said so) or the user
+    // chose not to update with the credentials set before the typed ones.
     bool updateCredentialsGiven();
+    // The value of a settings key that must be a positive number, or fallback.
+    int positiveSetting(const char *key, int fallback) const;
+    void loadUpdateSettings();
     void startUpdates(const QList<QSharedPointer<CameraItem>> &cameras);
 
     Ui::CameraClient *ui;
@@ -117,5 +122,7 @@ private:
     QTimer m_scanTimer;
     QString m_adminUser;
     QString m_adminPassword;
+    int m_transferLimit = 0;
+    std::chrono::seconds m_statusTimeout{0};
     qint32 m_scanTicks = 0;
 };

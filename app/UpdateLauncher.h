@@ -4,33 +4,93 @@
 
 #include <QList>
 #include <QObject>
-#include <QPointer>
+#include <QSet>
 #include <QSharedPointer>
-#include <QThread>
+#include <QString>
+
+#include <chrono>
+#include <deque>
+#include <list>
+#include <memory>
 
 class CameraModel;
+class QThread;
 class StatusDialog;
+class UpdateTask;
 
-// Starts one update per camera, each task on a thread of its own, all released together by
-// one startUpdate. Tasks and threads delete themselves when their camera has answered or
-// failed; whatever still runs when the launcher goes is stopped and waited for.
+// Updates cameras through a bounded pool: at most a set number of transfers run at once, each
+// task on a thread of its own, and the other cameras wait their turn in the order they were
+// started. Each start derives its update key once, on a thread of its own, and adds its cameras
+// to the progress dialog, where every camera counts exactly three steps whatever becomes of it.
+// A start never touches the updates already under way. Each camera's "Update Status" row tells
+// where its update stands. Whatever still runs when the launcher goes is stopped and waited for.
 class UpdateLauncher : public QObject
 {
     Q_OBJECT
 
 public:
+    static constexpr int kDefaultTransferLimit = 16;
+
     UpdateLauncher(CameraModel *model, StatusDialog *progress, QObject *parent = nullptr);
     ~UpdateLauncher() override;
 
+    // Takes effect for the transfers started from then on.
+    void setTransferLimit(int limit);
+    void setStatusTimeout(std::chrono::seconds timeout);
+
+    // A camera whose update is already waiting or running is left out, and the user is told.
     void start(const QList<QSharedPointer<CameraItem>> &cameras, const QString &fileName, quint16 port,
                const QString &adminUser, const QString &adminPassword);
 
 signals:
+    // One start has queued its cameras.
     void startUpdate();
     void error(QString msg);
 
 private:
+    // What the cameras of one start share; the key is filled in once derived.
+    struct Upload
+    {
+        QString fileName;
+        quint16 port = 0;
+        QString key;
+        bool keyReady = false;
+    };
+    struct Waiting
+    {
+        QSharedPointer<CameraItem> camera;
+        std::shared_ptr<Upload> upload;
+    };
+    struct Transfer
+    {
+        QSharedPointer<CameraItem> camera;
+        std::unique_ptr<QThread> thread;
+        UpdateTask *task = nullptr;
+        int steps = 0;
+    };
+
+    void onKeyDerived(QThread *thread, Upload &upload);
+    // Starts waiting cameras, in the order of their starts, while fewer transfers than the limit
+    // run; a start whose key is still being derived holds up the ones after it.
+    void dispatch();
+    void launch(const Waiting &waiting);
+    void onStep(UpdateTask *task, const QString &rowText);
+    void onStatus(UpdateTask *task, int code);
+    void onFailure(UpdateTask *task, const QString &msg);
+    // The task has sent its last signal: its thread is let go and its camera may start again.
+    void end(Transfer &transfer);
+    void onThreadFinished(QThread *thread);
+    Transfer *transferOf(UpdateTask *task);
+    void showRow(const QSharedPointer<CameraItem> &camera, const QString &text);
+
     CameraModel *m_model;
     StatusDialog *m_progress;
-    QList<QPointer<QThread>> m_threads;
+    int m_transferLimit = kDefaultTransferLimit;
+    std::chrono::seconds m_statusTimeout;
+    // Threads deriving the key of a start.
+    std::list<std::unique_ptr<QThread>> m_derivations;
+    std::deque<Waiting> m_waiting;
+    std::list<Transfer> m_transfers;
+    // Cameras from start to end of their update: deriving, waiting or transferring.
+    QSet<const CameraItem *> m_busy;
 };

@@ -1,5 +1,5 @@
-// Updates many simulated cameras at once, the way the main window starts them: one thread per
-// task, every task's init() released by one signal. Measures the streaming UpdateTask and,
+// Updates many simulated cameras at once: one thread per task, every task's init() released by
+// one signal. Measures the streaming UpdateTask and,
 // in the same run, the whole-token task it replaced. Each batch runs in a child process of
 // its own, so that the peak resident memory reported is that batch's alone.
 //
@@ -11,6 +11,7 @@
 #include "Lab.h"
 #include "SimulatorProcess.h"
 #include "UpdateTask.h"
+#include "UpdateToken.h"
 #include "WholeTokenTask.h"
 
 #include <QCommandLineParser>
@@ -81,17 +82,18 @@ int runBatch(const QString &path, int cameras)
     QStringList failures;
     std::vector<std::unique_ptr<QThread>> threads;
     std::vector<Task *> tasks;
+    const QString key = deriveUpdateKey(QStringLiteral("admin"), QStringLiteral("admin"));
     for (int i = 0; i < cameras; ++i) {
         const std::time_t now = std::time(nullptr);
         model.addCamera(Lab::cameraIPv4(1, i), {{QStringLiteral("S/N"), serial(i)}}, *std::localtime(&now));
         const QSharedPointer<CameraItem> camera = model.findCamera(serial(i), Lab::cameraIPv4(1, i));
         threads.push_back(std::make_unique<QThread>());
-        auto *task = new Task(camera, path, kUpdatePort, QStringLiteral("admin"), QStringLiteral("admin"));
+        auto *task = new Task(camera, path, kUpdatePort, key);
         task->moveToThread(threads.back().get());
         QObject::connect(&release, &QTimer::timeout, task, &Task::init);
-        QObject::connect(task, &Task::updateStatus, &loop, [&, camera] {
-            if (camera->updateStatus() != 0)
-                failures << camera->addressText() + QStringLiteral(": status %1").arg(camera->updateStatus());
+        QObject::connect(task, &Task::updateStatus, &loop, [&, camera](int code) {
+            if (code != 0)
+                failures << camera->addressText() + QStringLiteral(": status %1").arg(code);
             if (++ended == cameras)
                 loop.quit();
         });

@@ -92,11 +92,11 @@ qint64 writeWholeToken(const UpdateKeyPair &keys, QIODevice &file, QIODevice &ou
 }
 
 WholeTokenTask::WholeTokenTask(const QSharedPointer<CameraItem> &camera, const QString &filePath, quint16 port,
-                               const QString &adminUser, const QString &adminPassword)
+                               const QString &key)
     : m_camera(camera)
     , m_filePath(filePath)
     , m_port(port)
-    , m_key(deriveUpdateKey(adminUser, adminPassword))
+    , m_key(key)
 {
 }
 
@@ -137,8 +137,7 @@ void WholeTokenTask::readStatus()
         emit error(QStringLiteral("Update status could not be gathered"));
         return;
     }
-    m_camera->setUpdateStatus(code);
-    emit updateStatus();
+    emit updateStatus(code);
 }
 
 void WholeTokenTask::onError(QAbstractSocket::SocketError socketError)

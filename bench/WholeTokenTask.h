@@ -17,12 +17,12 @@ class WholeTokenTask : public QObject
 
 public:
     WholeTokenTask(const QSharedPointer<CameraItem> &camera, const QString &filePath, quint16 port,
-                   const QString &adminUser, const QString &adminPassword);
+                   const QString &key);
 
 signals:
     void sendingUpdate();
     void applyingUpdate();
-    void updateStatus();
+    void updateStatus(int code);
     void error(QString msg);
 
 public slots:

@@ -192,19 +192,12 @@ void BulkDialog::onDownloadAccessFile()
 
 void BulkDialog::onSystemModify()
 {
-    // The map is not checked: without typed values every camera is sent an empty one.
-    const QList<QSharedPointer<CameraItem>> cameras = selectedCameras();
-    const QMap<QString, QString> properties = m_systemEditor.changedProperties();
-    for (const QSharedPointer<CameraItem> &camera : cameras)
-        emit setSystemProperties(camera, properties);
+    emitChanges(m_systemEditor, &BulkDialog::setSystemProperties);
 }
 
 void BulkDialog::onANPRModify()
 {
-    const QList<QSharedPointer<CameraItem>> cameras = selectedCameras();
-    const QMap<QString, QString> properties = m_anprEditor.changedProperties();
-    for (const QSharedPointer<CameraItem> &camera : cameras)
-        emit setANPRProperties(camera, properties);
+    emitChanges(m_anprEditor, &BulkDialog::setANPRProperties);
 }
 
 void BulkDialog::onAddEntry()
@@ -316,6 +309,23 @@ void BulkDialog::emitConfirmed(void (BulkDialog::*signal)(QSharedPointer<CameraI
         return;
     for (const QSharedPointer<CameraItem> &camera : cameras)
         emit(this->*signal)(camera);
+}
+
+void BulkDialog::emitChanges(const PropertyEditor &editor,
+                             void (BulkDialog::*signal)(QSharedPointer<CameraItem>, QMap<QString, QString>))
+{
+    const QList<QSharedPointer<CameraItem>> cameras = selectedCameras();
+    if (cameras.isEmpty())
+        return;
+    const QMap<QString, QString> properties = editor.changedProperties();
+    if (properties.isEmpty()) {
+        MessageBox::critical(this, QStringLiteral("No property values specified"),
+                             QStringLiteral("No value was entered for any property. Please enter the new values in "
+                                            "the Value column."));
+        return;
+    }
+    for (const QSharedPointer<CameraItem> &camera : cameras)
+        emit(this->*signal)(camera, properties);
 }
 
 bool BulkDialog::confirmAction()

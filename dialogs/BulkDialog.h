@@ -76,6 +76,10 @@ private:
     QList<QSharedPointer<CameraItem>> selectedCameras();
     // Emits signal for each selected camera once the user has confirmed.
     void emitConfirmed(void (BulkDialog::*signal)(QSharedPointer<CameraItem>));
+    // Emits signal with the editor's typed values for each selected camera; tells the user
+    // when there is no camera or no value.
+    void emitChanges(const PropertyEditor &editor,
+                     void (BulkDialog::*signal)(QSharedPointer<CameraItem>, QMap<QString, QString>));
     bool confirmAction();
     // Returns name; when it is empty the user is told that there is no access list.
     QString accessListName(const QString &name, const QString &missingText);

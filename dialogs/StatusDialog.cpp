@@ -2,12 +2,6 @@
 
 #include "ui_StatusDialog.h"
 
-namespace {
-
-constexpr int kStepsPerCamera = 3;
-
-}
-
 StatusDialog::StatusDialog(QWidget *parent)
     : QDialog(parent)
     , m_ui(std::make_unique<Ui::StatusDialog>())
@@ -19,14 +13,29 @@ StatusDialog::~StatusDialog() = default;
 
 void StatusDialog::setUpload(const QString &fileName, int count)
 {
+    m_fileNames = QStringList{fileName};
+    m_cameras = count;
     m_done = 0;
     m_total = count * kStepsPerCamera;
     m_ui->pbStatus->setMinimum(0);
     m_ui->pbStatus->setMaximum(m_total);
     m_ui->pbStatus->setValue(0);
-    const QString text = count == 1 ? QStringLiteral("Uploading %1 to %2 camera")
-                                    : QStringLiteral("Uploading %1 to %2 cameras");
-    m_ui->lbUpload->setText(text.arg(fileName, QString::number(count)));
+    showLabel();
+    repaint();
+}
+
+void StatusDialog::addUpload(const QString &fileName, int count)
+{
+    if (m_done >= m_total) {
+        setUpload(fileName, count);
+        return;
+    }
+    if (!m_fileNames.contains(fileName))
+        m_fileNames.append(fileName);
+    m_cameras += count;
+    m_total += count * kStepsPerCamera;
+    m_ui->pbStatus->setMaximum(m_total);
+    showLabel();
     repaint();
 }
 
@@ -36,12 +45,9 @@ void StatusDialog::stepCompleted()
     showProgress();
 }
 
-void StatusDialog::stepAborted()
+void StatusDialog::stepAborted(int stepsLeft)
 {
-    // The cameras' progress has always been counted this way, even though it does not
-    // land on a multiple of three from every step; the remainder truncates toward zero.
-    const int remainder = (m_done - 1) % kStepsPerCamera;
-    m_done += remainder != 0 ? remainder : kStepsPerCamera;
+    m_done += stepsLeft;
     showProgress();
 }
 
@@ -49,6 +55,13 @@ void StatusDialog::onCancel()
 {
     emit canceled();
     close();
+}
+
+void StatusDialog::showLabel()
+{
+    const QString text = m_cameras == 1 ? QStringLiteral("Uploading %1 to %2 camera")
+                                        : QStringLiteral("Uploading %1 to %2 cameras");
+    m_ui->lbUpload->setText(text.arg(m_fileNames.join(QStringLiteral(", ")), QString::number(m_cameras)));
 }
 
 void StatusDialog::showProgress()

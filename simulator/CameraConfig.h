@@ -16,6 +16,8 @@ struct CameraConfig
         Garbage,     // reads the token, answers text that is not a number
         Split,       // real verification, answer sent in two TCP segments
         Silent,      // reads the token, closes without answering
+        Mute,        // reads the token, keeps the connection open and never answers
+        Early,       // answers -201 as soon as the length has arrived, then reads the token
         Refuse,      // no listener at all, connections are refused
     };
 

@@ -174,6 +174,10 @@ bool CameraTextParser::parseUpdateMode(const QString &text, CameraConfig *config
         config->updateBehaviour = Behaviour::Silent;
     } else if (text == QLatin1String("refuse")) {
         config->updateBehaviour = Behaviour::Refuse;
+    } else if (text == QLatin1String("mute")) {
+        config->updateBehaviour = Behaviour::Mute;
+    } else if (text == QLatin1String("early")) {
+        config->updateBehaviour = Behaviour::Early;
     } else if (text.startsWith(QLatin1String("code:"))) {
         bool ok = false;
         const int code = text.mid(5).toInt(&ok);

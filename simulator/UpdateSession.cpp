@@ -74,6 +74,10 @@ void UpdateSession::onReadyRead()
             return;
         m_announced = qFromBigEndian<quint64>(m_lengthPrefix.constData());
         m_state = State::ReadingToken;
+        if (m_camera.updateBehaviour == CameraConfig::UpdateBehaviour::Early) {
+            EventLog::write(QStringLiteral("update-fault %1 early").arg(m_camera.serial));
+            m_socket->write(QByteArray::number(UpdateTokenDecoder::kWrongPassword));
+        }
     }
 
     // Anything beyond the announced length is not part of the token and is dropped.
@@ -138,6 +142,12 @@ void UpdateSession::stopReading(bool complete)
         break;
     case Behaviour::Silent:
         EventLog::write(QStringLiteral("update-fault %1 silent").arg(m_camera.serial));
+        m_socket->disconnectFromHost();
+        break;
+    case Behaviour::Mute:
+        EventLog::write(QStringLiteral("update-fault %1 mute").arg(m_camera.serial));
+        break;
+    case Behaviour::Early:
         m_socket->disconnectFromHost();
         break;
     case Behaviour::Refuse:

@@ -6,6 +6,7 @@
 
 #include <QFile>
 #include <QTcpSocket>
+#include <QTimer>
 
 #ifdef Q_OS_LINUX
 #include <netinet/in.h>
@@ -22,6 +23,9 @@ namespace {
 // text, enough to keep the connection busy between two turns of the event loop.
 constexpr qint64 kPendingLimit = 8 * UpdateTokenEncoder::kChunk;
 constexpr int kKeepAliveProbes = 4;
+// A status is a few digits. A camera that says more, or talks while it is sent the token, is
+// not listened to any further, so what it sends takes no more memory than this.
+constexpr qint64 kReadLimit = 64;
 
 QString socketErrorText(QAbstractSocket::SocketError socketError)
 {
@@ -78,14 +82,29 @@ QString socketErrorText(QAbstractSocket::SocketError socketError)
     return QStringLiteral("Error: %1").arg(int(socketError));
 }
 
+QString durationText(std::chrono::seconds duration)
+{
+    const auto count = duration.count();
+    return count >= 60 && count % 60 == 0 ? QStringLiteral("%1 min").arg(count / 60) : QStringLiteral("%1 s").arg(count);
+}
+
+// What a camera said, fit for a one-line message whatever the bytes were.
+QString quoted(const QByteArray &said)
+{
+    QString text;
+    for (char c : said.trimmed())
+        text += c >= 0x20 && c < 0x7f ? QLatin1Char(c) : QLatin1Char('?');
+    return QLatin1Char('"') + text + QLatin1Char('"');
+}
+
 }
 
 UpdateTask::UpdateTask(const QSharedPointer<CameraItem> &camera, const QString &filePath, quint16 port,
-                       const QString &adminUser, const QString &adminPassword)
+                       const QString &key)
     : m_camera(camera)
     , m_filePath(filePath)
     , m_port(port)
-    , m_key(deriveUpdateKey(adminUser, adminPassword))
+    , m_key(key)
 {
 }
 
@@ -96,11 +115,21 @@ void UpdateTask::setDeadPeerTimeout(std::chrono::seconds timeout)
     m_deadPeerTimeout = timeout;
 }
 
+void UpdateTask::setStatusTimeout(std::chrono::seconds timeout)
+{
+    m_statusTimeout = timeout;
+}
+
 void UpdateTask::init()
 {
     m_socket = new QTcpSocket(this);
     // Keeps the socket with the task wherever the task was moved before init() ran.
     m_socket->moveToThread(thread());
+    m_socket->setReadBufferSize(kReadLimit);
+    m_statusTimer = new QTimer(this);
+    m_statusTimer->moveToThread(thread());
+    m_statusTimer->setSingleShot(true);
+    connect(m_statusTimer, &QTimer::timeout, this, &UpdateTask::onStatusTimeout);
     connect(m_socket, &QTcpSocket::errorOccurred, this, &UpdateTask::onError);
     connect(m_socket, &QTcpSocket::connected, this, &UpdateTask::sendFile);
     connect(m_socket, &QTcpSocket::readyRead, this, &UpdateTask::readStatus);
@@ -111,9 +140,13 @@ void UpdateTask::init()
 void UpdateTask::sendFile()
 {
     detectDeadPeer();
+    m_state = State::Sending;
     m_file = std::make_unique<QFile>(m_filePath);
     if (!m_file->open(QIODevice::ReadOnly)) {
-        fail(QStringLiteral("Could not open update file."));
+        // Without free file descriptors the file is fine; the program is not.
+        fail(m_file->error() == QFileDevice::ResourceError
+                 ? QStringLiteral("out of resources: ") + m_file->errorString()
+                 : QStringLiteral("Could not open update file: ") + m_file->errorString());
         return;
     }
     emit sendingUpdate();
@@ -135,7 +168,7 @@ void UpdateTask::sendFile()
 // update once the whole token has left, not when it has merely been queued here.
 void UpdateTask::sendMore()
 {
-    if (!m_encoder)
+    if (m_state != State::Sending)
         return;
     try {
         while (!m_encoder->atEnd() && m_socket->bytesToWrite() < kPendingLimit) {
@@ -152,9 +185,9 @@ void UpdateTask::sendMore()
     if (!m_encoder->atEnd() || m_socket->bytesToWrite() > 0)
         return;
     stopSending();
+    m_state = State::Applying;
+    m_statusTimer->start(m_statusTimeout);
     emit applyingUpdate();
-    if (m_socket->bytesAvailable() > 0)
-        readStatus();
 }
 
 // The kernel watches the connection, so that a camera that lost power or link ends the task
@@ -184,38 +217,53 @@ void UpdateTask::stopSending()
     m_file.reset();
 }
 
-void UpdateTask::fail(const QString &text)
+void UpdateTask::fail(const QString &cause)
 {
     stopSending();
-    m_ended = true;
-    emit error(text);
+    m_state = State::Ended;
+    if (m_statusTimer != nullptr)
+        m_statusTimer->stop();
+    if (m_socket != nullptr && m_socket->isOpen())
+        m_socket->abort();
+    emit error(QStringLiteral("Camera %0 at %1: %2").arg(m_camera->serial(), m_camera->addressText(), cause));
 }
 
 void UpdateTask::readStatus()
 {
-    // A camera that answers before the whole token has left is heard once it has.
-    if (m_encoder || m_ended)
-        return;
-    // Cameras send their status in one piece; whatever arrives first is the answer.
-    const QByteArray reply = m_socket->readAll();
-    m_socket->close();
-    m_ended = true;
-    bool ok = false;
-    const int code = reply.toInt(&ok, 10);
-    if (!ok) {
-        emit error(QStringLiteral("Update status could not be gathered"));
+    if (m_state == State::Sending) {
+        fail(QStringLiteral("answered before the whole update was sent (%1)").arg(quoted(m_socket->read(kReadLimit))));
         return;
     }
-    m_camera->setUpdateStatus(code);
-    emit updateStatus();
+    if (m_state != State::Applying)
+        return;
+    // Cameras send their status in one piece; whatever arrives first is the answer.
+    bool ok = false;
+    const int code = m_socket->read(kReadLimit).toInt(&ok, 10);
+    if (!ok) {
+        fail(QStringLiteral("Update status could not be gathered"));
+        return;
+    }
+    m_statusTimer->stop();
+    m_socket->close();
+    m_state = State::Ended;
+    emit updateStatus(code);
+}
+
+void UpdateTask::onStatusTimeout()
+{
+    if (m_state == State::Applying)
+        fail(QStringLiteral("no answer within %1 after the update was sent").arg(durationText(m_statusTimeout)));
 }
 
 void UpdateTask::onError(QAbstractSocket::SocketError socketError)
 {
-    if (m_ended)
+    if (m_state == State::Ended)
         return;
-    const QString text = socketErrorText(socketError);
-    if (m_socket != nullptr && m_socket->isOpen())
-        m_socket->close();
-    fail(QStringLiteral("Camera at %0: %1").arg(m_camera->addressText(), text));
+    // The kernel gives up on a camera that stopped taking the token, but Qt's write path
+    // passes that on as whatever its socket last noted.
+    const bool stoppedTaking = m_state == State::Sending
+        && (socketError == QAbstractSocket::UnfinishedSocketOperationError
+            || socketError == QAbstractSocket::SocketTimeoutError);
+    fail(stoppedTaking ? QStringLiteral("stopped accepting data while the update was sent")
+                       : socketErrorText(socketError));
 }

@@ -348,33 +348,53 @@ private slots:
         QCOMPARE(view->model()->index(0, 1).data().toString(), QStringLiteral("CAM-2"));
     }
 
+    // "set" is the password set with the button before ("" for none), "typed" the one in the
+    // field when an update button is pressed; "answer" closes the box that asks about the two.
     void updateChecks_data()
     {
         QTest::addColumn<QString>("buttonName");
-        QTest::addColumn<QString>("password");
+        QTest::addColumn<QString>("set");
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<int>("answer");
         QTest::addColumn<QString>("port");
         QTest::addColumn<QString>("title");
         QTest::addColumn<bool>("asksForFile");
-        QTest::newRow("no admin password") << "pbUpdateAll" << "" << "70000" << "Empty Credentials" << false;
-        QTest::newRow("port 70000") << "pbUpdateAll" << "pw" << "70000" << "Invalid Update Port" << false;
-        QTest::newRow("nothing selected") << "pbUpdateSelected" << "pw" << "70000" << "" << false;
-        QTest::newRow("all of no cameras") << "pbUpdateAll" << "pw" << "4799" << "" << true;
+        const int ok = QMessageBox::Ok;
+        QTest::newRow("no admin password") << "pbUpdateAll" << "pw" << "" << ok << "70000" << "Empty Credentials" << false;
+        QTest::newRow("typed, never set") << "pbUpdateAll" << "" << "pw" << ok << "4799" << "Credentials not set" << false;
+        QTest::newRow("typed, never set, nothing selected")
+            << "pbUpdateSelected" << "" << "pw" << ok << "4799" << "Credentials not set" << false;
+        QTest::newRow("typed other than set, cancelled")
+            << "pbUpdateAll" << "pw" << "new" << int(QMessageBox::Cancel) << "4799" << "Credentials not set" << false;
+        QTest::newRow("typed other than set, go on") << "pbUpdateAll" << "pw" << "new" << ok << "4799"
+                                                     << "Credentials not set" << true;
+        QTest::newRow("port 70000") << "pbUpdateAll" << "pw" << "pw" << ok << "70000" << "Invalid Update Port" << false;
+        QTest::newRow("nothing selected") << "pbUpdateSelected" << "pw" << "pw" << ok << "70000" << "" << false;
+        QTest::newRow("all of no cameras") << "pbUpdateAll" << "pw" << "pw" << ok << "4799" << "" << true;
     }
 
     void updateChecks()
     {
         QFETCH(QString, buttonName);
-        QFETCH(QString, password);
+        QFETCH(QString, set);
+        QFETCH(QString, typed);
+        QFETCH(int, answer);
         QFETCH(QString, port);
         QFETCH(QString, title);
         QFETCH(bool, asksForFile);
         field("leUser")->setText(QStringLiteral("admin"));
-        field("lePassword")->setText(password);
+        if (!set.isEmpty()) {
+            field("lePassword")->setText(set);
+            clickAndAnswer(button("pbSetAdminCredentials"));
+        }
+        field("lePassword")->setText(typed);
         field("leUpdatePort")->setText(port);
         FileDialog::setNextFileName(QStringLiteral("/firmware.bin"));
         QSignalSpy started(m_window.get(), &CameraClient::startUpdate);
 
-        QCOMPARE(clickAndAnswer(button(buttonName)).title, title);
+        MessageBox::setNextAnswer(QMessageBox::StandardButton(answer));
+        button(buttonName)->click();
+        QCOMPARE(MessageBox::takeAnswered().value(0).title, title);
         QCOMPARE(FileDialog::takeCaptions(), asksForFile ? QStringList{"Select Update for Camera"} : QStringList{});
         QCOMPARE(started.count(), asksForFile ? 1 : 0);
         auto *progress = m_window->findChild<QProgressBar *>(QStringLiteral("pbStatus"));

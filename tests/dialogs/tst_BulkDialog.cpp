@@ -3,8 +3,11 @@
 #include "FileDialog.h"
 #include "MessageBox.h"
 
+#include <QAbstractItemView>
 #include <QComboBox>
 #include <QJsonArray>
+#include <QJsonObject>
+#include <QPushButton>
 #include <QLineEdit>
 #include <QListView>
 #include <QListWidget>
@@ -29,6 +32,8 @@ private slots:
     void classifierFile_data();
     void classifierFile();
     void addEntry();
+    void modify_data();
+    void modify();
     void choosers();
 
 private:
@@ -48,6 +53,10 @@ void tst_BulkDialog::initTestCase()
         m_model.addCamera(QHostAddress(QLatin1String(address)), {{"S/N", address}}, std::tm{});
     m_model.attachResource(m_model.cameras().at(0), QStringLiteral("/properties/access"),
                            QJsonDocument(QJsonArray{"white", "Black"}));
+    m_model.attachResource(m_model.cameras().at(0), QStringLiteral("/properties/system"),
+                           QJsonDocument(QJsonObject{{"timezone", "UTC"}}));
+    m_model.attachResource(m_model.cameras().at(0), QStringLiteral("/properties/anpr"),
+                           QJsonDocument(QJsonObject{{"min_confidence", 50}}));
 }
 
 void tst_BulkDialog::init()
@@ -139,6 +148,10 @@ void tst_BulkDialog::checks_data()
         << "No access lists are currently available. Please refresh the camera properties.";
     QTest::newRow("no list to add to") << QByteArray("onAddEntry") << "noLists" << noLists
         << "No access lists are currently available.Please refresh the camera properties.";
+    const QString noValue = QStringLiteral("No value was entered for any property. Please enter the new values in the "
+                                           "Value column.");
+    QTest::newRow("no system value") << QByteArray("onSystemModify") << "" << "No property values specified" << noValue;
+    QTest::newRow("no ANPR value") << QByteArray("onANPRModify") << "" << "No property values specified" << noValue;
     QTest::newRow("no list file") << QByteArray("onUploadAccessFile") << "" << "No access list file specified"
         << "No access list was chosen for the upload. Please select a file for the upload.";
     const QString invalid = QStringLiteral("Please provide a positive number that represents the zero-based index of an access list entry.");
@@ -218,6 +231,47 @@ void tst_BulkDialog::addEntry()
     QCOMPARE(m_spies.at(9)->at(0), (QVariantList{QVariant::fromValue(m_model.cameras().at(1)), "Black", "AB123", false, today,
                                                  today.addDays(1), QStringList{"Tuesday", "Friday"}, QTime(0, 0),
                                                  QTime(23, 59, 59)}));
+}
+
+void tst_BulkDialog::modify_data()
+{
+    QTest::addColumn<QByteArray>("button");
+    QTest::addColumn<int>("signal");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("value");
+    QTest::newRow("System") << QByteArray("pbSystemModify") << 5 << "timezone" << "CET";
+    QTest::newRow("ANPR") << QByteArray("pbANPRModify") << 6 << "min_confidence" << "70";
+}
+
+// Values typed into both editors; each "Modify" sends its own editor's values, to the cameras
+// left in the selected list after "<<" moved one back.
+void tst_BulkDialog::modify()
+{
+    QFETCH(QByteArray, button);
+    QFETCH(int, signal);
+    auto *available = child<QAbstractItemView>("lvCameras");
+    available->selectAll();
+    child<QPushButton>("pbAdd")->click();
+    auto *chosen = child<QAbstractItemView>("lvSelectedCameras");
+    chosen->selectionModel()->select(chosen->model()->index(0, 0), QItemSelectionModel::ClearAndSelect);
+    child<QPushButton>("pbRemove")->click();
+    for (const auto &[view, value] : {std::pair("tvSystemProperties", "CET"), std::pair("tvANPRProperties", "70")}) {
+        QAbstractItemModel *properties = child<QAbstractItemView>(view)->model();
+        QVERIFY(properties->setData(properties->index(0, 1), QString::fromLatin1(value), Qt::EditRole));
+    }
+
+    child<QPushButton>(button.constData())->click();
+
+    QCOMPARE(emitted(), 2);
+    QFETCH(QString, name);
+    QFETCH(QString, value);
+    const QSignalSpy &spy = *m_spies.at(signal);
+    QCOMPARE(spy.size(), 2);
+    for (int i = 0; i < 2; ++i) {
+        QCOMPARE(spy.at(i).at(0).value<QSharedPointer<CameraItem>>(), m_model.cameras().at(i + 1));
+        const QMap<QString, QString> sent = spy.at(i).at(1).value<QMap<QString, QString>>();
+        QCOMPARE(sent, (QMap<QString, QString>{{name, value}}));
+    }
 }
 
 // The entry chooser is not emptied before it is filled again; the list chooser is.

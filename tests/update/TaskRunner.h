@@ -1,6 +1,8 @@
 #pragma once
 
+#include "UpdateStatus.h"
 #include "UpdateTask.h"
+#include "UpdateToken.h"
 
 #include <QMutex>
 #include <QStringList>
@@ -11,23 +13,33 @@
 #include <chrono>
 
 // Runs one UpdateTask as the main window does: on a thread of its own, started by a queued
-// init(). Records the task's signals in the order they are emitted; a signal emitted from any
-// other thread is recorded with " from a foreign thread" appended.
+// init(). Records the task's signals in the order they are emitted, and the status code; a
+// signal emitted from any other thread is recorded with " from a foreign thread" appended.
+// Time-outs of zero keep the task's own.
 class TaskRunner
 {
 public:
     TaskRunner(const QSharedPointer<CameraItem> &camera, const QString &filePath, quint16 port,
-               const QString &password, std::chrono::seconds deadPeerTimeout = {})
-        : m_task(new UpdateTask(camera, filePath, port, QStringLiteral("admin"), password))
+               const QString &password, std::chrono::seconds deadPeerTimeout = {},
+               std::chrono::seconds statusTimeout = {})
+        : m_task(new UpdateTask(camera, filePath, port, deriveUpdateKey(QStringLiteral("admin"), password)))
     {
         if (deadPeerTimeout.count() > 0)
             m_task->setDeadPeerTimeout(deadPeerTimeout);
+        if (statusTimeout.count() > 0)
+            m_task->setStatusTimeout(statusTimeout);
         m_task->moveToThread(&m_thread);
         for (const auto &[signal, name] : {std::pair(&UpdateTask::sendingUpdate, "sending"),
-                                           std::pair(&UpdateTask::applyingUpdate, "applying"),
-                                           std::pair(&UpdateTask::updateStatus, "status")})
+                                           std::pair(&UpdateTask::applyingUpdate, "applying")})
             QObject::connect(m_task, signal, m_task, [this, event = QString::fromLatin1(name)] { record(event); },
                              Qt::DirectConnection);
+        QObject::connect(m_task, &UpdateTask::updateStatus, m_task, [this](int code) {
+            {
+                const QMutexLocker locker(&m_mutex);
+                m_code = code;
+            }
+            record(QStringLiteral("status"));
+        }, Qt::DirectConnection);
         QObject::connect(m_task, &UpdateTask::error, m_task, [this](const QString &text) { record("error: " + text); },
                          Qt::DirectConnection);
         m_thread.start();
@@ -47,6 +59,13 @@ public:
         const bool ended = QTest::qWaitFor([this] { return hasEnded(); }, timeoutMs);
         const QMutexLocker locker(&m_mutex);
         return ended ? m_events : m_events + QStringList{QStringLiteral("no status or error in time")};
+    }
+
+    // The code of the status event; kNoUpdateStatus before one.
+    int code()
+    {
+        const QMutexLocker locker(&m_mutex);
+        return m_code;
     }
 
     // Whether an event starting with prefix comes within the time-out.
@@ -77,4 +96,5 @@ private:
     UpdateTask *m_task;
     QMutex m_mutex;
     QStringList m_events;
+    int m_code = kNoUpdateStatus;
 };

@@ -12,8 +12,7 @@
 #include <memory>
 
 // UpdateTask on its own thread against a stand-in camera on 127.0.0.1: the bytes it sends, the
-// replies it accepts (rows run in order; a refused reply leaves the previous status) and the
-// texts of socket errors.
+// replies it accepts and the texts of socket errors.
 class tst_UpdateTask : public QObject
 {
     Q_OBJECT
@@ -46,13 +45,14 @@ void tst_UpdateTask::statusReplies_data()
     QTest::addColumn<QByteArray>("reply");
     QTest::addColumn<QString>("last");
     QTest::addColumn<int>("code");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("blanks around the number") << QByteArray(" -202\n") << "status" << -202
-                                              << "Update file damaged/truncated (at ";
+    QTest::newRow("blanks around the number") << QByteArray(" -202\n") << "status" << -202;
     // The first segment of " -201\n"; the task reads it and never waits for the rest.
-    QTest::newRow("first segment only") << QByteArray(" -2") << "status" << -2 << "Unknown Error: -2 (at ";
-    QTest::newRow("letters") << QByteArray("OK!") << "error: Update status could not be gathered" << -2
-                             << "Unknown Error: -2 (at ";
+    QTest::newRow("first segment only") << QByteArray(" -2") << "status" << -2;
+    QTest::newRow("letters") << QByteArray("OK!") << "error: Camera X1 at 127.0.0.1: Update status could not be gathered"
+                             << kNoUpdateStatus;
+    // Only the first 64 bytes are read: a camera that says more is not heard out.
+    QTest::newRow("more than a status") << QByteArray(64, ' ') + '0' << "error: Camera X1 at 127.0.0.1: Update status "
+                                                                        "could not be gathered" << kNoUpdateStatus;
 }
 
 void tst_UpdateTask::statusReplies()
@@ -72,10 +72,7 @@ void tst_UpdateTask::statusReplies()
     peer->write(reply);
     QFETCH(QString, last);
     QCOMPARE(runner.events(), QStringList({"sending", "applying", last}));
-    QTEST(m_camera->updateStatus(), "code");
-    QFETCH(QString, text);
-    QVERIFY2(m_camera->updateStatusRow()->data(1).toString().startsWith(text),
-             qPrintable(m_camera->updateStatusRow()->data(1).toString()));
+    QTEST(runner.code(), "code");
 }
 
 void tst_UpdateTask::socketErrorTexts_data()
@@ -93,12 +90,12 @@ void tst_UpdateTask::socketErrorTexts_data()
 void tst_UpdateTask::socketErrorTexts()
 {
     QFETCH(int, socketError);
-    UpdateTask task(m_camera, QString(), 4799, QStringLiteral("admin"), QStringLiteral("secret"));
+    UpdateTask task(m_camera, QString(), 4799, QString());
     QSignalSpy errors(&task, &UpdateTask::error);
     task.onError(QAbstractSocket::SocketError(socketError));
     QCOMPARE(errors.count(), 1);
     QFETCH(QString, text);
-    QCOMPARE(errors.first().first().toString(), "Camera at 127.0.0.1: " + text);
+    QCOMPARE(errors.first().first().toString(), "Camera X1 at 127.0.0.1: " + text);
 }
 
 QTEST_GUILESS_MAIN(tst_UpdateTask)

@@ -1,5 +1,6 @@
 #include "CameraModel.h"
 #include "Lab.h"
+#include "UpdateStatus.h"
 #include "SimulatorProcess.h"
 #include "TaskRunner.h"
 
@@ -7,7 +8,6 @@
 #include <QFile>
 #include <QProcess>
 #include <QRandomGenerator>
-#include <QRegularExpression>
 #include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
@@ -20,6 +20,8 @@ namespace {
 
 constexpr quint16 kUpdatePort = 4799;
 constexpr int kTimeoutMs = 15000;
+// Longer than the simulator's read time-out, after which it answers a short token.
+constexpr std::chrono::seconds kStatusTimeout(3);
 const QString kPassword = QStringLiteral("Lab-Admin-7");
 const QStringList kSteps = {"sending", "applying", "status"};
 // Cameras that answer this code whatever they receive, and the text the user then reads.
@@ -74,6 +76,7 @@ private slots:
     void initTestCase();
     void update_data();
     void update();
+    void earlyAnswer();
     void manyCamerasAtOnce();
     void lostCamera_data();
     void lostCamera();
@@ -97,6 +100,7 @@ void tst_UpdateTaskLab::initTestCase()
         {"REFUSE", "update=refuse"}, {"SILENT", "update=silent"}, {"GARBAGE", "update=garbage"},
         {"WRONG-PASSWORD", "password=other"}, {"INTACT", password}, {"EMPTY", password}, {"NOFILE", password},
         {"MANY-1", password}, {"MANY-2", password}, {"MANY-3", password}, {"BATCH-1", password}, {"BATCH-2", password},
+        {"MUTE", "update=mute"}, {"EARLY", "update=early"},
     };
     for (const auto &[code, text] : kAnswers)
         cameras.append({QStringLiteral("CODE%1").arg(code), QStringLiteral("update=code:%1").arg(code)});
@@ -127,8 +131,8 @@ QString tst_UpdateTaskLab::writeFile(const QByteArray &content)
     return path;
 }
 
-// A failed transfer leaves the camera's status as it was: "Unknown" (-255) here. "received"
-// is what the camera counted, announced and received characters, when the row checks it.
+// A failed transfer reports no status: "Unknown" (-255) here. "received" is what the camera
+// counted, announced and received characters, when the row checks it.
 void tst_UpdateTaskLab::update_data()
 {
     QTest::addColumn<QString>("serial");
@@ -142,16 +146,25 @@ void tst_UpdateTaskLab::update_data()
                                           << QString();
     QTest::newRow("wrong password") << "WRONG-PASSWORD" << 8 << kSteps << -201 << "Invalid user/password" << "100 100";
     const auto error = [](const QString &text) { return QStringList{"sending", "applying", "error: " + text}; };
-    QTest::newRow("refused") << "REFUSE" << 8 << QStringList{"error: Camera at 10.77.0.10: Connection refused by peer."}
-                             << -255 << "Unknown" << QString();
+    QTest::newRow("refused") << "REFUSE" << 8
+                             << QStringList{"error: Camera REFUSE at 10.77.0.10: Connection refused by peer."} << -255
+                             << "Unknown" << QString();
     QTest::newRow("closed without answer")
-        << "SILENT" << 8 << error("Camera at 10.77.0.11: Remote host closed connection.") << -255 << "Unknown"
+        << "SILENT" << 8 << error("Camera SILENT at 10.77.0.11: Remote host closed connection.") << -255 << "Unknown"
         << "100 100";
-    QTest::newRow("answer not a number") << "GARBAGE" << 8 << error("Update status could not be gathered") << -255
-                                         << "Unknown" << "100 100";
+    QTest::newRow("answer not a number") << "GARBAGE" << 8
+                                         << error("Camera GARBAGE at 10.77.0.12: Update status could not be gathered")
+                                         << -255 << "Unknown" << "100 100";
+    QTest::newRow("never answers")
+        << "MUTE" << 8
+        << error(QStringLiteral("Camera MUTE at %1: no answer within 3 s after the update was sent")
+                     .arg(Lab::cameraIPv4(1, int(m_serials.indexOf("MUTE"))).toString()))
+        << -255 << "Unknown" << "100 100";
     // Opened only once connected; nothing is sent then, not even the length.
-    QTest::newRow("unreadable file") << "NOFILE" << -1 << QStringList{"error: Could not open update file."} << -255
-                                     << "Unknown" << "0 0";
+    QTest::newRow("unreadable file")
+        << "NOFILE" << -1
+        << QStringList{"error: Camera NOFILE at 10.77.0.16: Could not open update file: No such file or directory"}
+        << -255 << "Unknown" << "0 0";
     // 100 characters are announced and 76 sent; the camera waits for the rest until its read
     // time-out and then calls the file damaged.
     QTest::newRow("empty file") << "EMPTY" << 0 << kSteps << -202 << "Update file damaged/truncated" << "100 76";
@@ -167,11 +180,10 @@ void tst_UpdateTaskLab::update()
     const QByteArray content = randomBytes(qMax(size, 0));
     const QSharedPointer<CameraItem> target = camera(serial);
     TaskRunner runner(target, size < 0 ? m_directory.filePath("missing.bin") : writeFile(content), kUpdatePort,
-                      kPassword);
+                      kPassword, {}, kStatusTimeout);
     QTEST(runner.events(kTimeoutMs), "events");
-    QTEST(target->updateStatus(), "code");
-    static const QRegularExpression stamp(QStringLiteral(" \\(at [-0-9: ]+\\)$"));
-    QTEST(target->updateStatusRow()->data(1).toString().remove(stamp), "text");
+    QTEST(runner.code(), "code");
+    QTEST(updateStatusText(runner.code()), "text");
     if (!received.isEmpty())
         QCOMPARE(m_simulator->waitForLine("update-received " + serial + ' ', kTimeoutMs),
                  "update-received " + serial + ' ' + received);
@@ -179,7 +191,21 @@ void tst_UpdateTaskLab::update()
         QVERIFY(m_simulator->storedFile(serial) == content);
 }
 
-// One task and thread per camera, all at once, as the main window does it.
+// A camera that answers while the token is still being sent is not listened to: the task stops
+// sending and names the camera and what it said.
+void tst_UpdateTaskLab::earlyAnswer()
+{
+    TaskRunner runner(camera("EARLY"), writeFile(randomBytes(16 << 20)), kUpdatePort, kPassword);
+    const QString address = Lab::cameraIPv4(1, int(m_serials.indexOf("EARLY"))).toString();
+    QCOMPARE(runner.events(kTimeoutMs),
+             QStringList({"sending", "error: Camera EARLY at " + address
+                                         + ": answered before the whole update was sent (\"-201\")"}));
+    const QStringList received = m_simulator->waitForLine("update-received EARLY ", kTimeoutMs).split(' ');
+    QCOMPARE(received.size(), 4);
+    QVERIFY2(received[3].toLongLong() < received[2].toLongLong(), qPrintable(received.join(' ')));
+}
+
+// One task and thread per camera, all at once.
 void tst_UpdateTaskLab::manyCamerasAtOnce()
 {
     const QByteArray content = randomBytes((1 << 20) + 12);
@@ -190,7 +216,7 @@ void tst_UpdateTaskLab::manyCamerasAtOnce()
         runners.push_back(std::make_unique<TaskRunner>(camera(serial), path, kUpdatePort, kPassword));
     for (int i = 0; i < serials.size(); ++i) {
         QCOMPARE(runners[i]->events(kTimeoutMs), kSteps);
-        QCOMPARE(camera(serials[i])->updateStatus(), 0);
+        QCOMPARE(runners[i]->code(), 0);
         QVERIFY(m_simulator->storedFile(serials[i]) == content);
     }
 }
@@ -201,8 +227,9 @@ void tst_UpdateTaskLab::lostCamera_data()
     QTest::addColumn<QString>("lastStep");
     QTest::addColumn<QString>("text");
     // Qt's write path does not translate the kernel's time-out and leaves the socket with the
-    // code its connect() set last; the read path, used while the camera applies, does.
-    QTest::newRow("while sending") << "slow" << "sending" << "Unfinished socket operation in progress.";
+    // code its connect() set last, which the task reads as what it is; the read path, used
+    // while the camera applies, translates it.
+    QTest::newRow("while sending") << "slow" << "sending" << "stopped accepting data while the update was sent";
     QTest::newRow("while applying") << "mute" << "applying" << "Connection timeout";
 }
 
@@ -247,7 +274,7 @@ void tst_UpdateTaskLab::lostCamera()
     qInfo("link down to error: %lld ms", sinceLinkDown.elapsed());
     QVERIFY(sinceLinkDown.elapsed() < std::chrono::milliseconds(deadPeerTimeout).count() + 3000);
     QCOMPARE(events, kSteps.mid(0, kSteps.indexOf(lastStep) + 1)
-                         + QStringList{"error: Camera at 10.78.0.10: " + text});
+                         + QStringList{"error: Camera LOST at 10.78.0.10: " + text});
     for (int i = 0; i < 2; ++i) {
         QCOMPARE(batch[i]->events(kTimeoutMs), kSteps);
         QVERIFY(m_simulator->storedFile(QStringLiteral("BATCH-%1").arg(i + 1)) == content);
