@@ -76,6 +76,7 @@ public slots:
     void onDrawPreview(QSharedPointer<CameraItem> cam, QSharedPointer<QByteArray> image);
     void onSuccess(QString msg);
     void onError(QString msg);
+    void onOpenFilesLimitReached();
     void onTimeout();
     void onFilter(QString filtertext);
     void onExportResult();
@@ -118,4 +119,6 @@ private:
     QString m_adminUser;
     QString m_adminPassword;
     qint32 m_scanTicks = 0;
+    // The limit is the process's, so it is reported once, however many cameras and clients meet it.
+    bool m_openFilesLimitReported = false;
 };
