@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Checks the packages the way an installer meets them; needs root and Debian's mirror and takes
-# minutes, so the test command leaves it out. Packs them, installs them with apt into a fresh
+# minutes, so the test command leaves it out. Packs them, has lintian check them with its
+# pedantic checks on (no error and no warning may remain), installs them with apt into a fresh
 # Debian 12 root, validates the menu entry and metainfo, and starts the installed program under
 # Xvfb without network: its window must be as large as docs/main-window.png. Logs and the
 # window's picture stay in build/package/check/.
@@ -13,6 +14,7 @@ fail() { echo "check-package: FAIL: $*" >&2; exit 1; }
 [ "$(id -u)" -eq 0 ] || fail "run me as root: debootstrap and chroot need it"
 
 "$root/scripts/package.sh"
+lintian --pedantic --fail-on error,warning "$build"/*.deb || fail "lintian finds fault with the packages"
 mkdir -p "$logs"
 deb=$(ls "$build"/camera-discovery_*.deb)
 others=$(dpkg-deb -f "$deb" Depends | tr ',' '\n' | awk '{print $1}' |
