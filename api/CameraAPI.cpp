@@ -2,6 +2,7 @@
 
 #include "HostCookieJar.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -72,6 +73,14 @@ QFileDevice::FileError writeReplyToFile(QNetworkReply *reply, const QString &fil
     }
     file.close();
     return file.error();
+}
+
+// A socket that cannot be opened for lack of descriptors fails its request with the socket
+// layer's "Out of resources"; no error code of the reply tells it from other failures.
+bool outOfDescriptors(const QNetworkReply *reply)
+{
+    return reply->error() == QNetworkReply::UnknownNetworkError
+           && reply->errorString() == QCoreApplication::translate("QNativeSocketEngine", "Out of resources");
 }
 
 QHttpPart filePart(const QString &disposition, const QString &fileName, QHttpMultiPart *owner)
@@ -432,7 +441,10 @@ void CameraAPI::onFinished(QNetworkReply *reply)
     if (cam) {
         const QString path = reply->url().path();
         if (reply->error() != QNetworkReply::NoError) {
-            reportHttpError(cam, reply, status);
+            if (outOfDescriptors(reply))
+                emit openFilesLimitReached();
+            else
+                reportHttpError(cam, reply, status);
             emit connectionError(cam);
         } else if (is(QNetworkAccessManager::GetOperation, "GET")) {
             routeGet(cam, reply, path);

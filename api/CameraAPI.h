@@ -47,6 +47,10 @@ public:
 
 signals:
     void connectionError(QSharedPointer<CameraItem> cam);
+    // A request failed because this process holds as many files and connections as its open
+    // files limit allows. Said instead of an error line for the camera, as it is no fault of the
+    // camera's and would otherwise come once for every camera at the same time.
+    void openFilesLimitReached();
     void loggedIn(QSharedPointer<CameraItem> cam);
     void error(QString msg);
     void success(QString msg);

@@ -41,6 +41,7 @@ void ContactTask::init()
     connect(this, &ContactTask::login, m_client.get(), &CameraAPI::onLogin);
     connect(m_client.get(), &CameraAPI::connectionError, this, &ContactTask::unavailable);
     connect(m_client.get(), &CameraAPI::loggedIn, this, &ContactTask::available);
+    connect(m_client.get(), &CameraAPI::openFilesLimitReached, this, &ContactTask::openFilesLimitReached);
 
     if (!m_username.isEmpty()) {
         m_timer->start();

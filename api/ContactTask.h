@@ -29,6 +29,8 @@ signals:
     void login(QSharedPointer<CameraItem> camera);
     void cameraAvailable(QSharedPointer<CameraItem> camera);
     void cameraUnavailable(QSharedPointer<CameraItem> camera);
+    // Handed on from the private client.
+    void openFilesLimitReached();
 
 public slots:
     void setCredentials(QString username, QString password);

@@ -10,6 +10,7 @@
 #include "LiveFeed.h"
 #include "MessageBox.h"
 #include "MessageGatherer.h"
+#include "OpenFilesLimit.h"
 #include "ResourceFeeder.h"
 #include "SnapshotTask.h"
 #include "UpdateLauncher.h"
@@ -142,6 +143,8 @@ void CameraClient::connectObjects()
     connect(m_finder, &CameraFinder::foundRemote, &m_model, &CameraModel::addCamera);
     connect(this, &CameraClient::newCredentials, m_api, &CameraAPI::setCredentials);
     connect(m_api, &CameraAPI::error, this, &CameraClient::onError, Qt::QueuedConnection);
+    connect(m_api, &CameraAPI::openFilesLimitReached, this, &CameraClient::onOpenFilesLimitReached);
+    connect(m_contactTask, &ContactTask::openFilesLimitReached, this, &CameraClient::onOpenFilesLimitReached);
     // The row turns red or back; only its own row needs painting.
     connect(m_contactTask, &ContactTask::cameraAvailable, &m_model, &CameraModel::refreshAvailability);
     connect(m_contactTask, &ContactTask::cameraUnavailable, &m_model, &CameraModel::refreshAvailability);
@@ -410,6 +413,14 @@ void CameraClient::onSuccess(QString msg)
 void CameraClient::onError(QString msg)
 {
     m_messages->onError(msg);
+}
+
+void CameraClient::onOpenFilesLimitReached()
+{
+    if (m_openFilesLimitReported)
+        return;
+    m_openFilesLimitReported = true;
+    m_messages->onError(OpenFilesLimit::reachedMessage());
 }
 
 QList<QSharedPointer<CameraItem>> CameraClient::selectedCameras() const

@@ -77,6 +77,7 @@ public slots:
     void onDrawPreview(QSharedPointer<CameraItem> cam, QSharedPointer<QByteArray> image);
     void onSuccess(QString msg);
     void onError(QString msg);
+    void onOpenFilesLimitReached();
     void onTimeout();
     void onFilter(QString filtertext);
     void onExportResult();
@@ -125,4 +126,6 @@ private:
     int m_transferLimit = 0;
     std::chrono::seconds m_statusTimeout{0};
     qint32 m_scanTicks = 0;
+    // The limit is the process's, so it is reported once, however many cameras and clients meet it.
+    bool m_openFilesLimitReported = false;
 };

@@ -1,9 +1,13 @@
 #include "CameraClient.h"
+#include "OpenFilesLimit.h"
 
 #include <QApplication>
 
 int main(int argc, char *argv[])
 {
+    // Every camera holds connections open; a desktop session's soft limit carries only a few
+    // hundred cameras, the hard limit thousands.
+    OpenFilesLimit::raise();
     QApplication application(argc, argv);
     Q_INIT_RESOURCE(resources);
     QCoreApplication::setOrganizationName(QStringLiteral("Plexano"));

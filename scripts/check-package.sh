@@ -1,19 +1,39 @@
 #!/usr/bin/env bash
 # Checks the packages the way an installer meets them; needs root and Debian's mirror and takes
-# minutes, so the test command leaves it out. Packs them, installs them with apt into a fresh
+# minutes, so the test command leaves it out. Packs them, has lintian check them with its
+# pedantic checks on (no error and no warning may remain), installs them with apt into a fresh
 # Debian 12 root, validates the menu entry and metainfo, and starts the installed program under
-# Xvfb without network: its window must be as large as docs/main-window.png. Logs and the
-# window's picture stay in build/package/check/.
+# Xvfb without network: its window must be as large as docs/main-window.png. It builds in a
+# folder of its own, build/package-check, and gives it to the checkout's owner when done, so
+# that the owner's own scripts/package.sh still works afterwards. Logs and the window's picture
+# stay in build/package-check/check/.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
-build="$root/build/package"
+build="$root/build/package-check"
 logs="$build/check"
 title="Camera Discovery and Setup"
 fail() { echo "check-package: FAIL: $*" >&2; exit 1; }
 [ "$(id -u)" -eq 0 ] || fail "run me as root: debootstrap and chroot need it"
 
-"$root/scripts/package.sh"
+owner=$(stat -c %u:%g "$root")
+target=
+pids=()
+cleanup() {
+    [ ${#pids[@]} -eq 0 ] || kill "${pids[@]}" 2>/dev/null || true
+    wait
+    # Nothing stays mounted in the root: each command's mounts live in a mount namespace of its own.
+    [ -z "$target" ] || rm -rf --one-file-system "$target"
+    chown -R "$owner" "$build"
+}
+if [ ! -d "$root/build" ]; then
+    mkdir "$root/build"
+    chown "$owner" "$root/build"
+fi
 mkdir -p "$logs"
+trap cleanup EXIT
+
+"$root/scripts/package.sh" "$build"
+lintian --pedantic --fail-on error,warning "$build"/*.deb || fail "lintian finds fault with the packages"
 deb=$(ls "$build"/camera-discovery_*.deb)
 others=$(dpkg-deb -f "$deb" Depends | tr ',' '\n' | awk '{print $1}' |
     grep -Ev '^(libc6|libgcc-s1|libstdc\+\+6|libqt6[a-z0-9]+|qt6-[a-z0-9-]+|libssl3)$' || true)
@@ -23,9 +43,6 @@ mirror=${MIRROR:-$(grep -hsv '^[[:space:]]*#' /etc/apt/sources.list /etc/apt/sou
 [ -n "$mirror" ] || fail "apt names no Debian mirror here; name one in MIRROR"
 
 target=$(mktemp -d /var/tmp/camera-discovery-check.XXXXXX)
-pids=()
-# Nothing stays mounted in the root: each command's mounts live in a mount namespace of its own.
-trap 'kill "${pids[@]}" 2>/dev/null; wait; rm -rf --one-file-system "$target"' EXIT
 echo "check-package: making a fresh Debian 12 root from $mirror"
 debootstrap --variant=minbase bookworm "$target" "$mirror" >"$logs/debootstrap.log" 2>&1 ||
     fail "debootstrap failed, see $logs/debootstrap.log"

@@ -2,16 +2,15 @@
 # Installs what is missing, builds, and starts the program in the network lab next to eight
 # simulated cameras on two networks: press "Scan" to find them. Runs as the calling user
 # (the lab needs no root; sudo is asked for only to install missing packages) and needs a
-# desktop session to show the window.
+# desktop session to show the window, which it checks once the packages are there.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 
+"$root/scripts/install-deps.sh"
 if [ -z "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
     echo "demo: no desktop session (neither DISPLAY nor WAYLAND_DISPLAY is set)" >&2
     exit 1
 fi
-
-"$root/scripts/install-deps.sh"
 # The same configuration as the test command's optimised build, so that neither rebuilds all.
 build="$root/build/release"
 cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DWARNINGS_AS_ERRORS=ON

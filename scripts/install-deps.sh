@@ -14,8 +14,9 @@ packages=(
     python3 python3-cryptography
     iproute2 util-linux
     xvfb xauth
-    # Packaging: icon sizes, the shared-library dependencies of the .deb, metadata checks.
-    imagemagick dpkg-dev file appstream desktop-file-utils
+    # Packaging: icon sizes, the shared-library dependencies of the .deb, metadata checks,
+    # Debian's own checks of a package.
+    imagemagick dpkg-dev file appstream desktop-file-utils lintian
     # scripts/check-package.sh: a fresh Debian root and a look at the installed program's window.
     debootstrap x11-utils x11-apps
 )

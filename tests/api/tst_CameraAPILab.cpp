@@ -1,6 +1,7 @@
 #include "CameraAPI.h"
 #include "CameraModel.h"
 #include "ContactTask.h"
+#include "DescriptorShortage.h"
 #include "JsonItem.h"
 #include "Lab.h"
 #include "SimulatorProcess.h"
@@ -72,6 +73,7 @@ private slots:
     void downloadsAreWrittenByName();
     void failuresAreReported_data();
     void failuresAreReported();
+    void openFilesLimitIsNoCameraError();
     void availabilityFollowsTheCamera();
 
 private:
@@ -316,6 +318,27 @@ void tst_CameraAPILab::failuresAreReported()
     QCOMPARE(unreachable.at(0).at(0).value<QSharedPointer<CameraItem>>(), camera(serial));
     QTRY_COMPARE_WITH_TIMEOUT(loggedIn.count(), 1, kTimeoutMs);
     QCOMPARE(loggedIn.at(0).at(0).value<QSharedPointer<CameraItem>>(), camera("OK1"));
+}
+
+void tst_CameraAPILab::openFilesLimitIsNoCameraError()
+{
+    // The first request starts the client's network thread, which needs descriptors of its own.
+    login(camera("OK2"));
+    QSignalSpy failed(m_api.get(), &CameraAPI::error);
+    QSignalSpy unreachable(m_api.get(), &CameraAPI::connectionError);
+    QSignalSpy limitReached(m_api.get(), &CameraAPI::openFilesLimitReached);
+    {
+        const DescriptorShortage shortage;
+        QVERIFY(shortage.isActive());
+        m_api->onLogin(camera("OK1"));
+        QTRY_COMPARE_WITH_TIMEOUT(unreachable.count(), 1, kTimeoutMs);
+    }
+    QCOMPARE(unreachable.at(0).at(0).value<QSharedPointer<CameraItem>>(), camera("OK1"));
+    QCOMPARE(limitReached.count(), 1);
+    QVERIFY2(failed.isEmpty(), qPrintable(failed.value(0).value(0).toString()));
+
+    // With room again, the same client reaches the camera.
+    login(camera("OK1"));
 }
 
 void tst_CameraAPILab::availabilityFollowsTheCamera()

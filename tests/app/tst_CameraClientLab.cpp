@@ -1,8 +1,10 @@
 #include "CameraClient.h"
+#include "DescriptorShortage.h"
 #include "FileDialog.h"
 #include "JsonItem.h"
 #include "Lab.h"
 #include "MessageBox.h"
+#include "OpenFilesLimit.h"
 #include "SimulatorProcess.h"
 
 #include <QCryptographicHash>
@@ -17,6 +19,7 @@
 #include <QTreeView>
 #include <QtTest>
 
+#include <algorithm>
 #include <memory>
 
 namespace {
@@ -191,6 +194,44 @@ private slots:
         FileDialog::setNextDirectory(m_files.path());
         bulkButton(bulk, "pbAccessFileDownload")->click();
         QTRY_COMPARE_WITH_TIMEOUT(QDir(m_files.path()).entryList({"Camera_*"}).size(), 2, kTimeoutMs);
+    }
+
+    void openFilesLimitIsReportedOnce()
+    {
+        // Cameras the window has not spoken to yet, so that reaching them takes new connections.
+        const QStringList serials = {"LIMIT0", "LIMIT1", "LIMIT2"};
+        SimulatorProcess network2;
+        QStringList texts;
+        for (int i = 0; i < serials.size(); ++i)
+            texts << Lab::cameraText(2, i, serials.at(i));
+        QVERIFY(network2.start(2, texts));
+        MessageBox::takeAnswered();
+        QList<QSharedPointer<CameraItem>> cameras;
+        QString expected;
+        {
+            const DescriptorShortage shortage;
+            QVERIFY(shortage.isActive());
+            // It names the limit in force when it was reached.
+            expected = OpenFilesLimit::reachedMessage();
+            // The window's client logs in to each new camera at once, the availability checker at
+            // its next round; neither can open a connection.
+            for (int i = 0; i < serials.size(); ++i) {
+                model()->addCamera(Lab::cameraIPv4(2, i), {{"S/N", serials.at(i)}}, {});
+                cameras << model()->cameras().constLast();
+            }
+            QTRY_VERIFY_WITH_TIMEOUT(std::all_of(cameras.cbegin(), cameras.cend(),
+                                                 [](const auto &camera) { return camera->isUnavailable(); }),
+                                     kTimeoutMs);
+        }
+
+        // With room again, the cameras are reached.
+        button("pbRefresh")->click();
+        for (const QSharedPointer<CameraItem> &camera : std::as_const(cameras))
+            QTRY_VERIFY_WITH_TIMEOUT(camera->categoryRow(CameraItem::System)->childCount() > 0, kTimeoutMs);
+        const QList<MessageBox::Box> boxes = MessageBox::takeAnswered();
+        QCOMPARE(boxes.size(), 1);
+        QCOMPARE(boxes.at(0).icon, QMessageBox::Warning);
+        QCOMPARE(boxes.at(0).text, expected);
     }
 
 private:

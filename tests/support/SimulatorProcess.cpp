@@ -8,11 +8,20 @@
 #include <QTimer>
 
 #include <csignal>
+#include <sys/prctl.h>
+#include <unistd.h>
 
 SimulatorProcess::SimulatorProcess(QObject *parent)
     : QObject(parent)
 {
     m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    // The simulator dies with the test, however the test ends: killed, it would otherwise leave
+    // its cameras running. The signal is sent when the thread that started the child ends.
+    const pid_t test = getpid();
+    m_process.setChildProcessModifier([test] {
+        if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || getppid() != test)
+            _exit(127);
+    });
     connect(&m_process, &QProcess::readyReadStandardOutput, this, &SimulatorProcess::onReadyRead);
 }
 

@@ -10,6 +10,7 @@
 // A camera-simulator running in one of the lab's camera namespaces. Collects the simulator's
 // stdout lines (formats in "camera-simulator --help"); its stderr goes to the test's stderr.
 // Accepted update files land in storeDir(). Two instances, one per network, may run at once.
+// The simulator is killed when the thread that started it ends, the test process included.
 class SimulatorProcess : public QObject
 {
     Q_OBJECT
