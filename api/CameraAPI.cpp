@@ -1,6 +1,8 @@
 #include "CameraAPI.h"
 
+#include "DownloadFile.h"
 #include "HostCookieJar.h"
+#include "ReplyBody.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -9,20 +11,40 @@
 #include <QHttpMultiPart>
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QJsonParseError>
 #include <QNetworkAccessManager>
 #include <QNetworkProxy>
 #include <QNetworkReply>
+#include <QTimer>
 #include <QUrl>
 
 #include <iterator>
 
 namespace {
 
-constexpr qint64 kCopyPiece = 65536;
 const char kStoreId[] = "store_id";
 const char kNextData[] = "next.data";
 const char kNextRequest[] = "next.request";
 const char kNextMethod[] = "next.method";
+// The body of a request, kept for sending it again after a login.
+const char kBody[] = "request.body";
+// Set on a request sent again after the login that its own 401 asked for: it is not sent a third time.
+const char kRetried[] = "request.retried";
+// Set on a login made for requests that wait for it, rather than asked for by a caller.
+const char kOnBehalf[] = "login.onbehalf";
+const char kProbe[] = "availability.probe";
+const char kTooSlow[] = "reply.tooslow";
+const char kIdle[] = "reply.idle";
+// Set on uploads, which may take as long as their files need.
+const char kUpload[] = "request.upload";
+// However steadily a document or picture trickles in, it is given up after this many idle
+// time-outs: no camera needs minutes for a few kilobytes.
+constexpr int kIdleTimeoutsPerReply = 4;
+
+const QString kLoginPath = QStringLiteral("/login");
+const QString kSnapshotPath = QStringLiteral("/live/snapshot");
+// The cheapest resource that only a working camera answers.
+const QString kProbePath = QStringLiteral("/live/status");
 
 // Form bodies carry each name and value percent-encoded, so "&", "=" and "+" in a password
 // arrive as typed.
@@ -60,19 +82,16 @@ QString timeStamp(std::chrono::system_clock::time_point now)
     return QDateTime::fromMSecsSinceEpoch(msecs).toString(QStringLiteral("yyyy-MM-ddThh-mm-ss.zzz"));
 }
 
-// Copies the reply into a new file in the directory the request carried; never overwrites.
-QFileDevice::FileError writeReplyToFile(QNetworkReply *reply, const QString &fileName)
+bool isDownload(const QString &path)
 {
-    const QString directory = QString::fromUtf8(reply->property(kNextData).toByteArray());
-    QFile file(QDir(directory).filePath(fileName));
-    if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
-        return file.error();
-    for (QByteArray piece = reply->read(kCopyPiece); !piece.isEmpty(); piece = reply->read(kCopyPiece)) {
-        if (file.write(piece) != piece.size())
-            return file.error();
-    }
-    file.close();
-    return file.error();
+    return path == QLatin1String("/export/results") || path.startsWith(QLatin1String("/classifier/file"))
+           || (path.startsWith(QLatin1String("/access/")) && path.endsWith(QLatin1String("/file")));
+}
+
+bool isGet(const QNetworkReply *reply)
+{
+    return reply->operation() == QNetworkAccessManager::GetOperation
+           || reply->request().attribute(QNetworkRequest::CustomVerbAttribute).toByteArray() == "GET";
 }
 
 // A socket that cannot be opened for lack of descriptors fails its request with the socket
@@ -109,6 +128,11 @@ void CameraAPI::setClock(Clock clock)
     m_clock = std::move(clock);
 }
 
+void CameraAPI::setIdleTimeout(std::chrono::milliseconds timeout)
+{
+    m_idleTimeout = timeout;
+}
+
 void CameraAPI::init()
 {
     m_cookieJar = new HostCookieJar;
@@ -119,6 +143,9 @@ void CameraAPI::init()
     // Cameras sit on the local network: their requests never go through a proxy, and asking
     // the system for one per request costs more than the request itself.
     m_manager->setProxy(QNetworkProxy::NoProxy);
+    // A redirect would carry the password form or the session cookie to whatever host the
+    // answer names; only the camera's own address gets them.
+    m_manager->setRedirectPolicy(QNetworkRequest::ManualRedirectPolicy);
     connect(m_manager.get(), &QNetworkAccessManager::finished, this, &CameraAPI::onFinished);
 }
 
@@ -142,12 +169,13 @@ QSharedPointer<CameraItem> CameraAPI::takeCamera(quint32 id)
     return m_pendingCameras.take(id);
 }
 
-// Expects the camera's login lock held.
-bool CameraAPI::sessionValid(const CameraItem &cam) const
+bool CameraAPI::sessionValid(const QString &host) const
 {
-    const auto age = m_clock() - cam.lastLogin();
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(age)
-           <= std::chrono::minutes(m_sessionLifetimeMinutes);
+    const auto session = m_sessions.constFind(host);
+    if (session == m_sessions.constEnd())
+        return false;
+    const auto age = m_clock() - *session;
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(age) <= std::chrono::minutes(m_sessionLifetimeMinutes);
 }
 
 void CameraAPI::dispatch(const QSharedPointer<CameraItem> &cam, const QNetworkRequest &request, Start start,
@@ -158,14 +186,57 @@ void CameraAPI::dispatch(const QSharedPointer<CameraItem> &cam, const QNetworkRe
         reply->setProperty(kStoreId, storeCamera(cam));
         for (auto it = properties.cbegin(); it != properties.cend(); ++it)
             reply->setProperty(it.key().toLatin1().constData(), it.value());
+        watchReply(cam, reply);
     });
+}
+
+void CameraAPI::watchReply(const QSharedPointer<CameraItem> &cam, QNetworkReply *reply)
+{
+    const QString path = reply->url().path();
+    const bool download = isGet(reply) && isDownload(path);
+    if (download) {
+        const QString directory = QString::fromUtf8(reply->property(kNextData).toByteArray());
+        const QString stamp = timeStamp(m_clock());
+        QString name;
+        if (path.startsWith(QLatin1String("/classifier/file")))
+            name = QStringLiteral("Camera_%0_%1_%2").arg(cam->serial(), lastSegment(path), stamp);
+        else if (path.startsWith(QLatin1String("/access/")))
+            // The time stands before the list name here, unlike in classifier downloads.
+            name = QStringLiteral("Camera_%0_%2_%1").arg(cam->serial(), secondToLastSegment(path), stamp);
+        else
+            name = QStringLiteral("Camera_%0_%1.zip").arg(cam->serial(), stamp);
+        new DownloadFile(QDir(directory).filePath(name), reply);
+    }
+    // The network layer's own transfer time-out is not restarted by bytes that wait unread in
+    // the reply, so a picture arriving steadily would count as silent.
+    auto *idle = new QTimer(reply);
+    idle->setSingleShot(true);
+    connect(idle, &QTimer::timeout, reply, [reply] {
+        reply->setProperty(kIdle, true);
+        reply->abort();
+    });
+    idle->start(m_idleTimeout);
+    const auto restartIdle = [idle] { idle->start(); };
+    connect(reply, &QNetworkReply::readyRead, idle, restartIdle);
+    connect(reply, &QNetworkReply::uploadProgress, idle, restartIdle);
+    if (!download && !reply->property(kUpload).toBool()) {
+        auto *deadline = new QTimer(reply);
+        deadline->setSingleShot(true);
+        connect(deadline, &QTimer::timeout, reply, [reply] {
+            reply->setProperty(kTooSlow, true);
+            reply->abort();
+        });
+        deadline->start(m_idleTimeout * kIdleTimeoutsPerReply);
+    }
+    new ReplyBody(reply, path == kSnapshotPath ? kSnapshotLimit : kDocumentLimit,
+                  download ? ReplyBody::Kind::Download : ReplyBody::Kind::Held);
 }
 
 void CameraAPI::postLogin(const QSharedPointer<CameraItem> &cam, const QVariantMap &properties)
 {
     const QByteArray body = formBody({{QStringLiteral("username"), m_username},
                                       {QStringLiteral("password"), m_password}});
-    const QNetworkRequest request = formRequest(cam->url(QStringLiteral("/login")));
+    const QNetworkRequest request = formRequest(cam->url(kLoginPath));
     dispatch(cam, request, [this, request, body] { return m_manager->post(request, body); }, properties);
 }
 
@@ -173,47 +244,103 @@ void CameraAPI::onLogin(QSharedPointer<CameraItem> cam)
 {
     if (m_username.isEmpty() || m_password.isEmpty() || !m_manager)
         return;
-    QMutexLocker lock(&cam->loginMutex());
-    if (sessionValid(*cam)) {
-        lock.unlock();
+    if (sessionValid(cam->url(kLoginPath).host()))
         emit loggedIn(cam);
-        return;
-    }
-    lock.unlock();
-    postLogin(cam);
+    else
+        postLogin(cam);
+}
+
+void CameraAPI::checkAvailability(QSharedPointer<CameraItem> cam)
+{
+    getResource(cam, kProbePath, QByteArray(), {{QLatin1String(kProbe), true}});
 }
 
 void CameraAPI::sendRequest(const QSharedPointer<CameraItem> &cam, QNetworkRequest request, const QString &method,
-                            const QByteArray &body, const QByteArray &extra)
+                            const QByteArray &body, const QByteArray &extra, const QVariantMap &properties)
 {
     if ((m_username.isEmpty() && m_password.isEmpty()) || !m_manager)
         return;
-    QMutexLocker lock(&cam->loginMutex());
-    if (!sessionValid(*cam)) {
-        loginAndRequest(cam, method, body);
-        return;
-    }
-    QVariantMap properties;
+    QVariantMap requestProperties = properties;
     if (!extra.isEmpty())
-        properties.insert(QLatin1String(kNextData), extra);
-    const QByteArray verb = method.toUtf8();
+        requestProperties.insert(QLatin1String(kNextData), extra);
+    const Outgoing outgoing{cam, request, method.toUtf8(), body, requestProperties};
+    if (sessionValid(request.url().host()))
+        send(outgoing);
+    else
+        sendAfterLogin(outgoing);
+}
+
+void CameraAPI::send(const Outgoing &outgoing)
+{
+    QVariantMap properties = outgoing.properties;
+    if (!outgoing.body.isEmpty())
+        properties.insert(QLatin1String(kBody), outgoing.body);
     dispatch(
-        cam, request, [this, request, verb, body] { return m_manager->sendCustomRequest(request, verb, body); },
+        outgoing.cam, outgoing.request,
+        [this, request = outgoing.request, verb = outgoing.verb, body = outgoing.body] {
+            return m_manager->sendCustomRequest(request, verb, body);
+        },
         properties);
 }
 
-// The request that waited for this login is not sent afterwards: whoever wanted it repeats it
-// once loggedIn arrives. Its method and body travel on the login reply for inspection only.
-void CameraAPI::loginAndRequest(const QSharedPointer<CameraItem> &cam, const QString &method, const QByteArray &body)
+void CameraAPI::sendAfterLogin(const Outgoing &outgoing)
 {
-    postLogin(cam, {{QLatin1String(kNextRequest), quint64(++m_pendingRequests)},
-                    {QLatin1String(kNextMethod), method.toUtf8()},
-                    {QLatin1String(kNextData), body}});
+    std::vector<Outgoing> &waiting = m_waitingForLogin[outgoing.request.url().host()];
+    waiting.push_back(outgoing);
+    if (waiting.size() > 1)
+        return;
+    // The method and body of the first waiting request travel on the login for inspection.
+    postLogin(outgoing.cam, {{QLatin1String(kOnBehalf), true},
+                             {QLatin1String(kNextRequest), quint64(++m_pendingRequests)},
+                             {QLatin1String(kNextMethod), outgoing.verb},
+                             {QLatin1String(kNextData), outgoing.body}});
 }
 
-void CameraAPI::getResource(const QSharedPointer<CameraItem> &cam, const QString &path, const QByteArray &extra)
+void CameraAPI::loginAnswered(const QSharedPointer<CameraItem> &cam, QNetworkReply *reply, const QString &failure)
 {
-    sendRequest(cam, QNetworkRequest(cam->url(path)), QStringLiteral("GET"), QByteArray(), extra);
+    const QString host = reply->url().host();
+    const bool onBehalf = reply->property(kOnBehalf).toBool();
+    if (failure.isNull())
+        m_sessions.insert(host, m_clock());
+    if (!onBehalf) {
+        if (failure.isNull())
+            emit loggedIn(cam);
+        else
+            reportFailure(cam, kLoginPath, failure);
+        return;
+    }
+    // Each waiting request ends with one answer: its own, or the login's failure.
+    const std::vector<Outgoing> waiting = m_waitingForLogin.take(host);
+    for (const Outgoing &outgoing : waiting) {
+        if (failure.isNull())
+            send(outgoing);
+        else
+            reportFailure(outgoing.cam, outgoing.request.url().path(), failure);
+    }
+}
+
+bool CameraAPI::retryAfterLogin(const QSharedPointer<CameraItem> &cam, QNetworkReply *reply, int status)
+{
+    const QByteArray verb = reply->request().attribute(QNetworkRequest::CustomVerbAttribute).toByteArray();
+    // Uploads are sent once: their bodies went with them.
+    if (status != 401 || reply->property(kRetried).toBool() || verb.isEmpty())
+        return false;
+    // The camera ended the session before this client expected it to.
+    m_sessions.remove(reply->url().host());
+    QVariantMap properties{{QLatin1String(kRetried), true}};
+    for (const char *name : {kNextData, kProbe}) {
+        const QVariant value = reply->property(name);
+        if (value.isValid())
+            properties.insert(QLatin1String(name), value);
+    }
+    sendAfterLogin({cam, reply->request(), verb, reply->property(kBody).toByteArray(), properties});
+    return true;
+}
+
+void CameraAPI::getResource(const QSharedPointer<CameraItem> &cam, const QString &path, const QByteArray &extra,
+                            const QVariantMap &properties)
+{
+    sendRequest(cam, QNetworkRequest(cam->url(path)), QStringLiteral("GET"), QByteArray(), extra, properties);
 }
 
 void CameraAPI::viewCameraStatus(QSharedPointer<CameraItem> cam)
@@ -391,7 +518,7 @@ void CameraAPI::sendMultipart(const QSharedPointer<CameraItem> &cam, const QStri
                                                                                  : m_manager->post(request, body);
         body->setParent(reply);
         return reply;
-    });
+    }, {{QLatin1String(kUpload), true}});
 }
 
 void CameraAPI::uploadClassifier(QSharedPointer<CameraItem> cam, QString classifier, QString filename,
@@ -440,12 +567,22 @@ void CameraAPI::onFinished(QNetworkReply *reply)
     const QSharedPointer<CameraItem> cam = takeCamera(reply->property(kStoreId).toUInt());
     if (cam) {
         const QString path = reply->url().path();
-        if (reply->error() != QNetworkReply::NoError) {
-            if (outOfDescriptors(reply))
-                emit openFilesLimitReached();
-            else
-                reportHttpError(cam, reply, status);
+        const QString failure = failureText(reply, status);
+        auto *file = reply->findChild<DownloadFile *>(QString(), Qt::FindDirectChildrenOnly);
+        if (outOfDescriptors(reply)) {
+            emit openFilesLimitReached();
             emit connectionError(cam);
+        } else if (is(QNetworkAccessManager::PostOperation, "POST") && path == kLoginPath) {
+            loginAnswered(cam, reply, failure);
+        } else if (file && file->error() != QFileDevice::NoError) {
+            routeGet(cam, reply, path);
+        } else if (!failure.isNull()) {
+            if (file)
+                file->discard();
+            if (!retryAfterLogin(cam, reply, status))
+                reportFailure(cam, path, failure);
+        } else if (reply->property(kProbe).toBool()) {
+            emit answered(cam);
         } else if (is(QNetworkAccessManager::GetOperation, "GET")) {
             routeGet(cam, reply, path);
         } else if (is(QNetworkAccessManager::PostOperation, "POST")) {
@@ -463,64 +600,92 @@ void CameraAPI::onFinished(QNetworkReply *reply)
     reply->deleteLater();
 }
 
-void CameraAPI::reportHttpError(const QSharedPointer<CameraItem> &cam, QNetworkReply *reply, int status)
+QString CameraAPI::failureText(QNetworkReply *reply, int status) const
 {
-    if (status == -1) {
-        emit error(message(cam, reply->errorString()));
-        return;
+    if (ReplyBody::of(reply)->isTooLarge())
+        return QStringLiteral("reply too large");
+    if (reply->property(kTooSlow).toBool())
+        return QStringLiteral("did not finish its answer within %0 s")
+            .arg(double((m_idleTimeout * kIdleTimeoutsPerReply).count()) / 1000);
+    if (status >= 300 && status < 400) {
+        const QUrl target = reply->url().resolved(reply->attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl());
+        return QStringLiteral("tried to redirect to %0, which is not followed")
+            .arg(target.toDisplayString(QUrl::RemoveUserInfo));
     }
+    if (reply->property(kIdle).toBool())
+        return QStringLiteral("did not answer for %0 s").arg(double(m_idleTimeout.count()) / 1000);
+    if (reply->error() == QNetworkReply::NoError)
+        return QString();
+    if (status == -1)
+        return reply->errorString();
     const QString head = QStringLiteral("HTTP Error: %0 - %1").arg(QString::number(status), reply->errorString());
-    const QJsonObject body = QJsonDocument::fromJson(reply->readAll()).object();
+    const QJsonObject body = QJsonDocument::fromJson(ReplyBody::of(reply)->take()).object();
     if (body.contains(QLatin1String("msg")))
-        emit error(message(cam, head + QLatin1Char('\n') + body.value(QLatin1String("msg")).toString()));
+        return head + QLatin1Char('\n') + body.value(QLatin1String("msg")).toString();
+    return head;
+}
+
+void CameraAPI::reportFailure(const QSharedPointer<CameraItem> &cam, const QString &path, const QString &text)
+{
+    if (path == kSnapshotPath)
+        emit liveImageFailed(cam, message(cam, text));
     else
-        emit error(message(cam, head));
+        emit error(message(cam, text));
+    emit connectionError(cam);
 }
 
 void CameraAPI::routeGet(const QSharedPointer<CameraItem> &cam, QNetworkReply *reply, const QString &path)
 {
     if (path == QLatin1String("/export/results")) {
-        const QFileDevice::FileError result =
-            writeReplyToFile(reply, QStringLiteral("Camera_%0_%1.zip").arg(cam->serial(), timeStamp(m_clock())));
-        if (result != QFileDevice::NoError) {
-            emit error(message(cam, QStringLiteral("Could not write exported results to file: %0")
-                                        .arg(fileErrorText(result))));
-        }
-    } else if (path == QLatin1String("/live/snapshot")) {
-        emit liveImage(cam, QSharedPointer<QByteArray>::create(reply->readAll()));
+        reportDownload(cam, reply, QStringLiteral("Could not write exported results to file: %0"), QString());
+    } else if (path == kSnapshotPath) {
+        emit liveImage(cam, QSharedPointer<QByteArray>::create(ReplyBody::of(reply)->take()));
     } else if (path.startsWith(QLatin1String("/classifier/file"))) {
-        reportDownload(cam, reply,
-                       QStringLiteral("Camera_%0_%1_%2").arg(cam->serial(), lastSegment(path), timeStamp(m_clock())),
-                       QStringLiteral("Could not write classifier to file: %0"),
+        reportDownload(cam, reply, QStringLiteral("Could not write classifier to file: %0"),
                        QStringLiteral("Download of classifier successful"));
     } else if (path.startsWith(QLatin1String("/access/")) && path.endsWith(QLatin1String("/file"))) {
-        // The time stands before the list name here, unlike in classifier downloads.
-        reportDownload(cam, reply,
-                       QStringLiteral("Camera_%0_%2_%1").arg(cam->serial(), secondToLastSegment(path), timeStamp(m_clock())),
-                       QStringLiteral("Could not write access list to file: %0"),
+        reportDownload(cam, reply, QStringLiteral("Could not write access list to file: %0"),
                        QStringLiteral("Download of access list successful"));
     } else if (path.startsWith(QLatin1String("/access/"))) {
         // Named by the same rule as the download, which gives "access" for "/access/<list>":
         // receivers know which list they asked for.
-        emit accessList(cam, secondToLastSegment(path), QJsonDocument::fromJson(reply->readAll()));
+        const QJsonDocument entries = readJson(cam, reply, path);
+        if (!entries.isNull())
+            emit accessList(cam, secondToLastSegment(path), entries);
     } else {
         routeResource(cam, reply, path);
     }
 }
 
-void CameraAPI::reportDownload(const QSharedPointer<CameraItem> &cam, QNetworkReply *reply,
-                               const QString &fileName, const QString &failure, const QString &done)
+void CameraAPI::reportDownload(const QSharedPointer<CameraItem> &cam, QNetworkReply *reply, const QString &failure,
+                               const QString &done)
 {
-    const QFileDevice::FileError result = writeReplyToFile(reply, fileName);
-    if (result != QFileDevice::NoError)
+    auto *file = reply->findChild<DownloadFile *>(QString(), Qt::FindDirectChildrenOnly);
+    const QFileDevice::FileError result = file->finish();
+    if (result != QFileDevice::NoError) {
+        file->discard();
         emit error(message(cam, failure.arg(fileErrorText(result))));
-    else
+    } else if (!done.isEmpty()) {
         emit success(message(cam, done));
+    }
+}
+
+QJsonDocument CameraAPI::readJson(const QSharedPointer<CameraItem> &cam, QNetworkReply *reply, const QString &path)
+{
+    const QByteArray body = ReplyBody::of(reply)->take();
+    QJsonParseError parseError;
+    const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
+    if (body.isEmpty())
+        emit error(message(cam, QStringLiteral("the answer to %0 is empty, not JSON").arg(path)));
+    else if (parseError.error != QJsonParseError::NoError)
+        emit error(message(cam, QStringLiteral("the answer to %0 is not valid JSON (%1 at byte %2)")
+                                    .arg(path, parseError.errorString(), QString::number(parseError.offset))));
+    return document;
 }
 
 void CameraAPI::routeResource(const QSharedPointer<CameraItem> &cam, QNetworkReply *reply, const QString &path)
 {
-    const QJsonDocument document = QJsonDocument::fromJson(reply->readAll());
+    const QJsonDocument document = readJson(cam, reply, path);
     if (document.isNull())
         return;
     if (CameraItem::categoryOfPath(path) != CameraItem::CategoryCount)
@@ -530,13 +695,7 @@ void CameraAPI::routeResource(const QSharedPointer<CameraItem> &cam, QNetworkRep
 
 void CameraAPI::routePost(const QSharedPointer<CameraItem> &cam, const QString &path)
 {
-    if (path == QLatin1String("/login")) {
-        {
-            QMutexLocker lock(&cam->loginMutex());
-            cam->setLastLogin(m_clock());
-        }
-        emit loggedIn(cam);
-    } else if (path == QLatin1String("/camera/reinit")) {
+    if (path == QLatin1String("/camera/reinit")) {
         emit success(message(cam, QStringLiteral("Reinitialisation completed.")));
     } else if (path == QLatin1String("/camera/reset")) {
         emit success(message(cam, QStringLiteral("Reset started")));
@@ -565,7 +724,7 @@ void CameraAPI::routeDelete(const QSharedPointer<CameraItem> &cam, QNetworkReply
     if (!path.startsWith(QLatin1String("/access/")) || path.contains(QLatin1String("/file")))
         return;
     QString text = QStringLiteral("Deleted entry");
-    const QJsonObject body = QJsonDocument::fromJson(reply->readAll()).object();
+    const QJsonObject body = QJsonDocument::fromJson(ReplyBody::of(reply)->take()).object();
     if (body.contains(QLatin1String("msg")))
         text = body.value(QLatin1String("msg")).toString();
     emit success(message(cam, QStringLiteral("Access List %0: %1").arg(lastSegment(path), text)));

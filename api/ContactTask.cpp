@@ -34,13 +34,14 @@ void ContactTask::init()
     if (m_clock)
         m_client->setClock(m_clock);
     m_client->init();
+    m_client->setIdleTimeout(kCheckTimeout);
     m_client->setCredentials(m_username, m_password);
     m_timer->setInterval(int(m_intervalMs));
 
     connect(m_timer.get(), &QTimer::timeout, this, &ContactTask::tryLogin);
-    connect(this, &ContactTask::login, m_client.get(), &CameraAPI::onLogin);
+    connect(this, &ContactTask::check, m_client.get(), &CameraAPI::checkAvailability);
     connect(m_client.get(), &CameraAPI::connectionError, this, &ContactTask::unavailable);
-    connect(m_client.get(), &CameraAPI::loggedIn, this, &ContactTask::available);
+    connect(m_client.get(), &CameraAPI::answered, this, &ContactTask::available);
     connect(m_client.get(), &CameraAPI::openFilesLimitReached, this, &ContactTask::openFilesLimitReached);
 
     if (!m_username.isEmpty()) {
@@ -63,19 +64,27 @@ void ContactTask::setCredentials(QString username, QString password)
 
 void ContactTask::tryLogin()
 {
+    if (m_username.isEmpty() || m_password.isEmpty())
+        return;
     const QList<QSharedPointer<CameraItem>> cameras = m_model->cameras();
-    for (const QSharedPointer<CameraItem> &camera : cameras)
-        emit login(camera);
+    for (const QSharedPointer<CameraItem> &camera : cameras) {
+        if (!m_checking.contains(camera)) {
+            m_checking.insert(camera);
+            emit check(camera);
+        }
+    }
 }
 
 void ContactTask::available(QSharedPointer<CameraItem> cam)
 {
+    m_checking.remove(cam);
     cam->setUnavailable(false);
     emit cameraAvailable(cam);
 }
 
 void ContactTask::unavailable(QSharedPointer<CameraItem> cam)
 {
+    m_checking.remove(cam);
     cam->setUnavailable(true);
     emit cameraUnavailable(cam);
 }

@@ -150,6 +150,19 @@ void CameraClient::connectObjects()
     connect(m_contactTask, &ContactTask::cameraUnavailable, &m_model, &CameraModel::refreshAvailability);
     connect(m_snapshotTask, &SnapshotTask::gotImage, this,
             [this](QSharedPointer<QByteArray> image) { onDrawPreview(m_snapshotTask->camera(), image); });
+    // An outage of the previewed camera is one line, and its last picture turns grey.
+    connect(m_snapshotTask, &SnapshotTask::failed, this, [this](const QString &msg) {
+        ui->lbPreview->setEnabled(false);
+        m_messages->onError(msg);
+    });
+    // The live view and the preview show only cameras that are listed.
+    connect(&m_model, &CameraModel::newCamera, m_liveFeed, &LiveFeed::addCamera);
+    connect(&m_model, &QAbstractItemModel::modelReset, this, [this] {
+        m_liveFeed->setCameras(m_model.cameras());
+        m_snapshotTask->stop();
+        m_snapshotTask->setCamera({});
+        ui->lbPreview->clear();
+    });
     connect(&m_workerThread, &QThread::finished, m_finder, &QObject::deleteLater);
     connect(&m_workerThread, &QThread::finished, m_api, &QObject::deleteLater);
     connect(&m_workerThread, &QThread::finished, m_contactTask, &QObject::deleteLater);
@@ -392,6 +405,8 @@ void CameraClient::onPreviewCamera(QModelIndex index)
         m_snapshotTask->stop();
         return;
     }
+    if (camera == m_snapshotTask->camera() && m_snapshotTask->isActive())
+        return;
     m_snapshotTask->setCamera(camera);
     m_snapshotTask->start();
     m_snapshotTask->fetchImage();
@@ -401,6 +416,7 @@ void CameraClient::onDrawPreview(QSharedPointer<CameraItem>, QSharedPointer<QByt
 {
     QPixmap picture;
     picture.loadFromData(*image);
+    ui->lbPreview->setEnabled(true);
     ui->lbPreview->setPixmap(
         picture.scaled(ui->lbPreview->width(), ui->lbPreview->height(), Qt::KeepAspectRatio, Qt::SmoothTransformation));
 }
@@ -442,6 +458,9 @@ QList<QSharedPointer<CameraItem>> CameraClient::selectedCameras() const
 void CameraClient::onLiveImage()
 {
     m_liveFeed->setCameras(m_model.cameras());
+    const QList<QSharedPointer<CameraItem>> selected = selectedCameras();
+    if (!selected.isEmpty())
+        m_liveFeed->showCamera(selected.first());
     m_liveFeed->start();
     if (m_liveFeed->isHidden())
         m_liveFeed->show();

@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QDialog>
 #include <QList>
+#include <QTime>
 #include <QSharedPointer>
 
 #include <memory>
@@ -25,7 +26,13 @@ public:
     LiveFeed(CameraAPI *client, QWidget *parent = nullptr);
     ~LiveFeed() override;
 
+    // Keeps the camera on show when it is still listed, else shows the first; with no cameras
+    // nothing is fetched.
     void setCameras(const QList<QSharedPointer<CameraItem>> &cameras);
+    // A camera found since the list was set.
+    void addCamera(const QSharedPointer<CameraItem> &camera);
+    // Shows this camera when it is listed.
+    void showCamera(const QSharedPointer<CameraItem> &camera);
     void start();
     SnapshotTask *snapshotTask() const;
 
@@ -38,12 +45,18 @@ public slots:
     void onSetRate();
     void onClose();
     void fetchImage();
+    // The picture stays, greyed, under a line that says why it is old.
+    void showFailure(QString msg);
 
 protected:
     void hideEvent(QHideEvent *event) override;
 
 private:
+    void addItem(int index);
+    void selectCamera(int index);
+
     std::unique_ptr<Ui::LiveFeed> m_ui;
     SnapshotTask *m_task;
     QList<QSharedPointer<CameraItem>> m_cameras;
+    QTime m_pictureTime;
 };

@@ -73,7 +73,6 @@ CameraItem::CameraItem(int number, const QString &serial, const QHostAddress &ad
     , m_serial(serial)
     , m_address(address)
     , m_lastConnection(lastConnection)
-    , m_lastLogin()
     , m_updateStatus(kNoUpdateStatus)
 {
 }
@@ -175,21 +174,6 @@ void CameraItem::setUpdateStatus(int code)
         m_updateStatusRow->setData(
             1, QStringLiteral("%0 (at %1)").arg(updateStatusText(code), now.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"))));
     }
-}
-
-QMutex &CameraItem::loginMutex() const
-{
-    return m_loginMutex;
-}
-
-std::chrono::system_clock::time_point CameraItem::lastLogin() const
-{
-    return m_lastLogin;
-}
-
-void CameraItem::setLastLogin(std::chrono::system_clock::time_point time)
-{
-    m_lastLogin = time;
 }
 
 QSharedPointer<Item> CameraItem::ipv4Row() const

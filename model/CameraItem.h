@@ -11,7 +11,6 @@
 
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <ctime>
 
 class JsonItem;
@@ -61,12 +60,6 @@ public:
     QDateTime updateTime() const;
     void setUpdateStatus(int code);
 
-    // The Web-API client holds this lock across reading the last login time, deciding
-    // whether to log in, and writing the new time; the two accessors expect it held.
-    QMutex &loginMutex() const;
-    std::chrono::system_clock::time_point lastLogin() const;
-    void setLastLogin(std::chrono::system_clock::time_point time);
-
     QSharedPointer<Item> ipv4Row() const;
     QSharedPointer<Item> ipv6Row() const;
     QSharedPointer<Item> updateStatusRow() const;
@@ -100,7 +93,6 @@ private:
     QList<Item *> refreshResource(Category category, const QJsonDocument &document);
     void rememberKeys(Category category, const QJsonDocument &document);
 
-    mutable QMutex m_loginMutex;
     // Guards the last connection and the update status, written and read on different threads.
     mutable QMutex m_stateMutex;
     std::atomic<bool> m_unavailable{false};
@@ -113,7 +105,6 @@ private:
     QSharedPointer<Item> m_versionRow;
     std::array<QSharedPointer<JsonItem>, CategoryCount> m_categoryRows;
     std::tm m_lastConnection;
-    std::chrono::system_clock::time_point m_lastLogin;
     int m_updateStatus;
     QDateTime m_updateTime;
 };

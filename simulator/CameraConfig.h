@@ -28,6 +28,13 @@ struct CameraConfig
         Error500,      // every request answers 500 with a JSON message
         Error500Plain, // every request answers 500 with an empty body
         Malformed,     // logins work, JSON resources arrive cut in half
+        HangReads,     // logins work, nothing else is ever answered
+        Endless,       // logins work, everything else answers an endless chunked body
+        Huge,          // logins work, everything else answers hugeBytes of zeros
+        Trickle,       // logins work, everything else arrives one byte every trickleMs
+        Redirect,      // every request, the login too, is redirected to redirectTo
+        Html,          // logins work, resources answer an HTML page
+        Empty,         // logins work, resources answer 200 with an empty body
     };
 
     QString serial;
@@ -47,6 +54,9 @@ struct CameraConfig
     QString webPassword = QStringLiteral("admin");
     int sessionSeconds = 3600;
     WebBehaviour webBehaviour = WebBehaviour::Ok;
+    qint64 hugeBytes = qint64(2) * 1024 * 1024 * 1024;
+    int trickleMs = 300;
+    QString redirectTo;
     // The Web-API stops listening silentAfterMs after start for silentForMs (0: for good);
     // a negative silentAfterMs keeps it listening.
     qint64 silentAfterMs = -1;

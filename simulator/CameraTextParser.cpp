@@ -76,6 +76,17 @@ bool CameraTextParser::parse(const QString &text, CameraConfig *config, QString 
                 *error = QStringLiteral("unknown web mode '%1'").arg(value);
                 return false;
             }
+        } else if (key == QLatin1String("huge")) {
+            bool ok = false;
+            result.hugeBytes = value.toLongLong(&ok);
+            if (!ok || result.hugeBytes < 0) {
+                *error = QStringLiteral("huge must be a number of bytes, not '%1'").arg(value);
+                return false;
+            }
+            result.webBehaviour = CameraConfig::WebBehaviour::Huge;
+        } else if (key == QLatin1String("redirect")) {
+            result.redirectTo = value;
+            result.webBehaviour = CameraConfig::WebBehaviour::Redirect;
         } else if (key == QLatin1String("silent")) {
             if (!parseSilence(value, &result)) {
                 *error = QStringLiteral("silent must be AFTER:FOR in seconds, not '%1'").arg(value);
@@ -201,6 +212,12 @@ bool CameraTextParser::parseWebMode(const QString &text, CameraConfig *config)
         {QStringLiteral("error500"), Behaviour::Error500},
         {QStringLiteral("error500plain"), Behaviour::Error500Plain},
         {QStringLiteral("malformed"), Behaviour::Malformed},
+        {QStringLiteral("hangreads"), Behaviour::HangReads},
+        {QStringLiteral("endless"), Behaviour::Endless},
+        {QStringLiteral("huge"), Behaviour::Huge},
+        {QStringLiteral("trickle"), Behaviour::Trickle},
+        {QStringLiteral("html"), Behaviour::Html},
+        {QStringLiteral("empty"), Behaviour::Empty},
     };
     for (const auto &mode : modes) {
         if (text == mode.first) {

@@ -41,11 +41,16 @@ const char kDescription[] =
     "  webuser=TEXT          Web-API user name (default admin)\n"
     "  webpassword=TEXT      Web-API password (default admin)\n"
     "  session=SECONDS       lifetime of a Web-API session (default 3600)\n"
-    "  web=ok|refuse|hang|error500|error500plain|malformed\n"
-    "                        Web-API: work (ok, default), refuse connections, read requests\n"
+    "  web=ok|refuse|hang|error500|error500plain|malformed|hangreads|endless|huge|trickle|\n"
+    "      html|empty        Web-API: work (ok, default), refuse connections, read requests\n"
     "                        and never answer, answer every request with 500 and {\"msg\": ...},\n"
-    "                        with 500 and a plain-text body, or log in as usual but answer JSON\n"
-    "                        resources cut in half\n"
+    "                        with 500 and a plain-text body; or log in as usual but then answer\n"
+    "                        JSON resources cut in half, never answer, answer an endless\n"
+    "                        chunked body, a body of 2 GiB, every answer one byte per 300 ms,\n"
+    "                        an HTML page, or an empty body\n"
+    "  huge=BYTES            as web=huge, with a body of BYTES\n"
+    "  redirect=HOST         answer every request, the login too, with 307 to the same path\n"
+    "                        on HOST\n"
     "  silent=AFTER:FOR      the Web-API stops listening AFTER seconds after start and drops\n"
     "                        its connections, for FOR seconds (0: for good); fractions allowed\n"
     "Example: --camera serial=A100,ipv4=10.77.0.10,ipv6=fd77::10,version=3.2.1,answer=multicast\n"
@@ -56,6 +61,7 @@ const char kDescription[] =
     "indexes 0 to 244 at 10.7<6+K>.0.<10+i> and fd7<6+K>::<10+i>, 245 at 10.7<6+K>.1.10.\n"
     "\n"
     "SIGUSR1 switches the Web-API of every camera off (as with silent=) or on again.\n"
+    "SIGUSR2 ends every Web-API session of every camera.\n"
     "\n"
     "Standard output, one line per event:\n"
     "  ready                                   every socket of every camera is open\n"
@@ -76,7 +82,9 @@ const char kDescription[] =
     "                                          part name, file name (- when none), length and\n"
     "                                          SHA-256 of the part's body\n"
     "  web-silent <serial>                     the Web-API stopped listening\n"
-    "  web-listening <serial>                  the Web-API listens again";
+    "  web-listening <serial>                  the Web-API listens again\n"
+    "  denied <serial> <path>                  a request without a valid session got 401\n"
+    "  sessions-ended                          SIGUSR2 ended every session";
 
 } // namespace
 

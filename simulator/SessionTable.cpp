@@ -25,6 +25,11 @@ bool SessionTable::isValid(const QByteArray &token) const
     return session != m_sessions.constEnd() && !session->hasExpired();
 }
 
+void SessionTable::clear()
+{
+    m_sessions.clear();
+}
+
 void SessionTable::dropExpired()
 {
     m_sessions.removeIf([](const auto &session) { return session.value().hasExpired(); });

@@ -13,6 +13,7 @@ public:
 
     QByteArray open();
     bool isValid(const QByteArray &token) const;
+    void clear();
 
 private:
     void dropExpired();

@@ -23,6 +23,7 @@ SignalWatcher::SignalWatcher(QObject *parent)
     sigaction(SIGTERM, &action, nullptr);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGUSR1, &action, nullptr);
+    sigaction(SIGUSR2, &action, nullptr);
 }
 
 SignalWatcher::~SignalWatcher()
@@ -32,6 +33,7 @@ SignalWatcher::~SignalWatcher()
     std::signal(SIGTERM, SIG_DFL);
     std::signal(SIGINT, SIG_DFL);
     std::signal(SIGUSR1, SIG_DFL);
+    std::signal(SIGUSR2, SIG_DFL);
     delete m_notifier;
     ::close(s_fds[0]);
     ::close(s_fds[1]);
@@ -51,6 +53,8 @@ void SignalWatcher::onActivated()
         return;
     if (byte == SIGUSR1)
         emit webSilenceToggleRequested();
+    else if (byte == SIGUSR2)
+        emit sessionsEndRequested();
     else
         emit terminationRequested();
 }

@@ -23,3 +23,8 @@ void SimulatedCamera::toggleWebSilence()
 {
     m_web->toggleSilence();
 }
+
+void SimulatedCamera::endSessions()
+{
+    m_web->endSessions();
+}

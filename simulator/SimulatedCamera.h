@@ -24,6 +24,7 @@ public:
     // Opens every socket of every service; false with a reason when one cannot be opened.
     bool start(QString *error);
     void toggleWebSilence();
+    void endSessions();
 
 private:
     DiscoveryResponder *m_discovery;

@@ -1,6 +1,7 @@
 #include "Simulator.h"
 
 #include "SimulatedCamera.h"
+#include "EventLog.h"
 #include "UpdateKey.h"
 
 #include <QHash>
@@ -40,6 +41,13 @@ bool Simulator::start(QString *error)
             return false;
     }
     return true;
+}
+
+void Simulator::endSessions()
+{
+    for (SimulatedCamera *camera : std::as_const(m_cameras))
+        camera->endSessions();
+    EventLog::write(QStringLiteral("sessions-ended"));
 }
 
 void Simulator::toggleWebSilence()

@@ -19,6 +19,7 @@ public:
     // Creates the cameras and opens all their sockets; false with a reason on the first failure.
     bool start(QString *error);
     void toggleWebSilence();
+    void endSessions();
 
 private:
     SimulatorOptions m_options;

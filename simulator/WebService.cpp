@@ -1,6 +1,7 @@
 #include "WebService.h"
 
 #include "EventLog.h"
+#include "StreamedBody.h"
 #include "WebResources.h"
 
 #include <QCryptographicHash>
@@ -73,6 +74,11 @@ void WebService::toggleSilence()
     setSilent(!m_silent);
 }
 
+void WebService::endSessions()
+{
+    m_sessions.clear();
+}
+
 bool WebService::handleRequest(const QHttpServerRequest &request, QTcpSocket *socket)
 {
     const QByteArray method = methodName(request);
@@ -106,6 +112,8 @@ bool WebService::handleRequest(const QHttpServerRequest &request, QTcpSocket *so
     }
 
     using Behaviour = CameraConfig::WebBehaviour;
+    if (path != QLatin1String("/login") && answersBadly(request, method, path, contentType, parts, multipartError, socket))
+        return true;
     WebReply reply;
     switch (m_camera.webBehaviour) {
     case Behaviour::Hang:
@@ -117,19 +125,59 @@ bool WebService::handleRequest(const QHttpServerRequest &request, QTcpSocket *so
         reply = WebReply::data(QByteArrayLiteral("text/plain"), QByteArrayLiteral("Internal Server Error\n"));
         reply.status = 500;
         break;
-    case Behaviour::Ok:
-    case Behaviour::Refuse:
-    case Behaviour::Malformed:
+    case Behaviour::Redirect:
+        reply = WebReply::message(QStringLiteral("Moved"), 307);
+        reply.headers.append({QByteArrayLiteral("Location"),
+                              QStringLiteral("http://%1%2").arg(m_camera.redirectTo, path).toUtf8()});
+        break;
+    default:
         reply = answer(request, method, path, contentType, parts, multipartError);
         break;
     }
-    // A malformed camera cuts its JSON resources in half; no prefix of an object or array is JSON.
-    if (m_camera.webBehaviour == Behaviour::Malformed && method == "GET" && reply.status == 200
-        && reply.contentType == "application/json")
-        reply.body.truncate(reply.body.size() / 2);
-
+    if (method == "GET" && reply.status == 200 && reply.contentType == "application/json") {
+        switch (m_camera.webBehaviour) {
+        case Behaviour::Malformed:
+            // No prefix of an object or array is JSON.
+            reply.body.truncate(reply.body.size() / 2);
+            break;
+        case Behaviour::Html:
+            reply = WebReply::data(QByteArrayLiteral("text/html"),
+                                   QByteArrayLiteral("<!DOCTYPE html><html><body><h1>Welcome</h1></body></html>\n"));
+            break;
+        case Behaviour::Empty:
+            reply.body.clear();
+            break;
+        default:
+            break;
+        }
+    }
     send(reply, makeResponder(request, socket));
     return true;
+}
+
+bool WebService::answersBadly(const QHttpServerRequest &request, const QByteArray &method, const QString &path,
+                              const QByteArray &contentType, const QList<MultipartParser::Part> &parts,
+                              const QString &multipartError, QTcpSocket *socket)
+{
+    using Behaviour = CameraConfig::WebBehaviour;
+    const QByteArray binary = QByteArrayLiteral("application/octet-stream");
+    switch (m_camera.webBehaviour) {
+    case Behaviour::HangReads:
+        return true;
+    case Behaviour::Endless:
+        StreamedBody::sendEndless(socket, binary);
+        return true;
+    case Behaviour::Huge:
+        StreamedBody::sendSized(socket, binary, m_camera.hugeBytes);
+        return true;
+    case Behaviour::Trickle: {
+        const WebReply reply = answer(request, method, path, contentType, parts, multipartError);
+        StreamedBody::sendTrickled(socket, reply.contentType, reply.body, m_camera.trickleMs);
+        return true;
+    }
+    default:
+        return false;
+    }
 }
 
 void WebService::missingHandler(const QHttpServerRequest &request, QTcpSocket *socket)
@@ -147,8 +195,10 @@ WebReply WebService::answer(const QHttpServerRequest &request, const QByteArray 
             return WebReply::message(QStringLiteral("Log in with POST"), 405);
         return login(contentType, request.body());
     }
-    if (!hasSession(request))
+    if (!hasSession(request)) {
+        EventLog::write(QStringLiteral("denied %1 %2").arg(m_camera.serial, path));
         return WebReply::message(QStringLiteral("Login required"), 401);
+    }
     if (!multipartError.isEmpty())
         return WebReply::message(QStringLiteral("Malformed multipart body: ") + multipartError, 400);
     return m_resources->answer(method, path, contentType, request.body(), parts);

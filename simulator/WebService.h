@@ -32,6 +32,7 @@ public:
     // Stops listening, dropping open connections, or listens again; for tests that need a
     // camera to vanish and come back at a moment of their choosing.
     void toggleSilence();
+    void endSessions();
 
 protected:
     bool handleRequest(const QHttpServerRequest &request, QTcpSocket *socket) override;
@@ -41,6 +42,11 @@ private:
     WebReply answer(const QHttpServerRequest &request, const QByteArray &method,
                     const QString &path, const QByteArray &contentType,
                     const QList<MultipartParser::Part> &parts, const QString &multipartError);
+    // The fault modes that answer a logged-in client with something else than a reply, or not
+    // at all; false when the camera answers as usual.
+    bool answersBadly(const QHttpServerRequest &request, const QByteArray &method, const QString &path,
+                      const QByteArray &contentType, const QList<MultipartParser::Part> &parts,
+                      const QString &multipartError, QTcpSocket *socket);
     WebReply login(const QByteArray &contentType, const QByteArray &body);
     bool hasSession(const QHttpServerRequest &request) const;
     void setSilent(bool silent);

@@ -62,6 +62,7 @@ int main(int argc, char *argv[])
     Simulator simulator(options);
     QObject::connect(&watcher, &SignalWatcher::webSilenceToggleRequested, &simulator,
                      &Simulator::toggleWebSilence);
+    QObject::connect(&watcher, &SignalWatcher::sessionsEndRequested, &simulator, &Simulator::endSessions);
     if (!simulator.start(&error)) {
         std::fprintf(stderr, "camera-simulator: %s\n", qPrintable(error));
         return 1;

@@ -1,9 +1,12 @@
 #include "CameraClient.h"
 #include "FileDialog.h"
 #include "MessageBox.h"
+#include "LiveFeed.h"
 #include "SnapshotTask.h"
 
+#include <QComboBox>
 #include <QDesktopServices>
+#include <QLabel>
 #include <QProgressBar>
 
 #include <QLineEdit>
@@ -422,6 +425,55 @@ private slots:
         QCOMPARE(preview->camera()->serial(), QStringLiteral("B"));
         emit view->clicked(property);
         QVERIFY(!preview->isActive());
+    }
+
+    void liveViewAndPreviewFollowTheList()
+    {
+        addCamera(1);
+        addCamera(2);
+        auto *view = m_window->findChild<QTreeView *>(QStringLiteral("tvCameras"));
+        QAbstractItemModel *shown = view->model();
+        view->selectionModel()->select(shown->index(1, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
+        auto *preview = m_window->findChild<SnapshotTask *>();
+        emit view->clicked(shown->index(0, 0));
+
+        button(QStringLiteral("pbLiveFeed"))->click();
+        auto *live = m_window->findChild<LiveFeed *>();
+        QTRY_VERIFY(live->isVisible());
+        auto *cameras = live->findChild<QComboBox *>(QStringLiteral("cbCamera"));
+        // It opens on the camera selected in the tree, not on "No Cameras".
+        QCOMPARE(cameras->currentText(), QStringLiteral("CAM-2 - 10.77.0.2"));
+        QCOMPARE(live->snapshotTask()->camera()->serial(), QStringLiteral("CAM-2"));
+        addCamera(3);
+        QCOMPARE(cameras->count(), 3);
+
+        button(QStringLiteral("pbClear"))->click();
+        QCOMPARE(cameras->count(), 0);
+        QVERIFY(!live->snapshotTask()->camera());
+        QVERIFY(!preview->camera());
+        QVERIFY(!preview->isActive());
+
+        addCamera(4);
+        QCOMPARE(cameras->currentText(), QStringLiteral("CAM-4 - 10.77.0.4"));
+        QCOMPARE(live->snapshotTask()->camera()->serial(), QStringLiteral("CAM-4"));
+        live->close();
+    }
+
+    void previewOutageIsOneLine()
+    {
+        addCamera(1);
+        auto *view = m_window->findChild<QTreeView *>(QStringLiteral("tvCameras"));
+        emit view->clicked(view->model()->index(0, 0));
+        auto *preview = m_window->findChild<SnapshotTask *>();
+        const QString outage = QStringLiteral("Camera CAM-1 at 10.77.0.1: did not answer for 15 s");
+        MessageBox::setNextAnswer(QMessageBox::Ok);
+        for (int i = 0; i < 3; ++i)
+            preview->receiveFailure(preview->camera(), outage);
+        QList<MessageBox::Box> boxes;
+        QTRY_VERIFY((boxes += MessageBox::takeAnswered(), !boxes.isEmpty()));
+        QCOMPARE(boxes.size(), 1);
+        QCOMPARE(boxes.at(0).text.count(outage), 1);
+        QVERIFY(!m_window->findChild<QLabel *>(QStringLiteral("lbPreview"))->isEnabled());
     }
 
 private:

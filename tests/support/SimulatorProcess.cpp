@@ -89,6 +89,11 @@ bool SimulatorProcess::switchWebApi()
     return m_process.state() == QProcess::Running && ::kill(pid_t(processId()), SIGUSR1) == 0;
 }
 
+bool SimulatorProcess::endSessions()
+{
+    return m_process.state() == QProcess::Running && ::kill(pid_t(processId()), SIGUSR2) == 0;
+}
+
 QString SimulatorProcess::waitForLine(const QString &prefix, int timeoutMs)
 {
     QString line = takeLine(prefix);

@@ -33,6 +33,8 @@ public:
     qint64 processId() const;
     // Switches the Web-API of every camera of this simulator off, or on again (SIGUSR1).
     bool switchWebApi();
+    // Ends every Web-API session of every camera of this simulator (SIGUSR2).
+    bool endSessions();
 
     // Waits for the earliest line starting with prefix that no earlier call has returned, and
     // returns it; a null string when none arrives within the time-out.
