@@ -551,10 +551,16 @@ void tst_CameraAPILab::hungCameraGetsOneCheckAtATime()
     hung->setUnavailable(false);
     const int logins = m_simulator->lines("http HANG POST /login").size();
     ContactTask task(&m_model, kUser, kPassword, 50);
+    QSignalSpy checks(&task, &ContactTask::check);
     task.init();
     QTRY_VERIFY_WITH_TIMEOUT(hung->isUnavailable(), kTimeoutMs);
-    // Dozens of ticks passed while the first login hung; a second may have started since it
+    const auto checksOf = [&checks](const QSharedPointer<CameraItem> &cam) {
+        return std::count(checks.cbegin(), checks.cend(), QList<QVariant>{QVariant::fromValue(cam)});
+    };
+    // Dozens of ticks passed while the first check hung; a second may have started since it
     // gave up, but never one for each tick.
+    QVERIFY2(checksOf(camera("OK2")) >= 20, "the test needs dozens of ticks");
+    QVERIFY(checksOf(hung) <= 2);
     QVERIFY(m_simulator->lines("http HANG POST /login").size() - logins <= 2);
     QVERIFY(camera("HANGREADS")->isUnavailable());
     QVERIFY(!camera("OK2")->isUnavailable());
