@@ -41,6 +41,8 @@ const char kUpload[] = "request.upload";
 // time-outs: no camera needs minutes for a few kilobytes.
 constexpr int kIdleTimeoutsPerReply = 4;
 
+constexpr qint64 kReadBuffer = 64 * 1024;
+
 const QString kLoginPath = QStringLiteral("/login");
 const QString kSnapshotPath = QStringLiteral("/live/snapshot");
 // The cheapest resource that only a working camera answers.
@@ -228,6 +230,9 @@ void CameraAPI::watchReply(const QSharedPointer<CameraItem> &cam, QNetworkReply 
         });
         deadline->start(m_idleTimeout * kIdleTimeoutsPerReply);
     }
+    // Without a bound the network thread reads whatever a camera sends as fast as it comes and
+    // queues it for this thread, so a fast camera could fill the memory before any limit is seen.
+    reply->setReadBufferSize(kReadBuffer);
     new ReplyBody(reply, path == kSnapshotPath ? kSnapshotLimit : kDocumentLimit,
                   download ? ReplyBody::Kind::Download : ReplyBody::Kind::Held);
 }

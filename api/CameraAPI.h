@@ -45,7 +45,7 @@ public:
     // The most a reply may hold in memory: documents and messages, and pictures. Downloads go
     // to their files as they arrive and have no limit.
     static constexpr qint64 kDocumentLimit = 4 * 1024 * 1024;
-    static constexpr qint64 kSnapshotLimit = 32 * 1024 * 1024;
+    static constexpr qint64 kSnapshotLimit = 16 * 1024 * 1024;
 
     // Sessions last half an hour; tests hand in a clock instead of waiting that long.
     void setClock(Clock clock);

@@ -20,19 +20,22 @@ void ReplyBody::onReadyRead()
         if (status >= 200 && status < 300)
             return;
     }
-    if (m_body.size() + m_reply->bytesAvailable() > m_limit) {
+    if (m_size + m_reply->bytesAvailable() > m_limit) {
         m_tooLarge = true;
-        m_body.clear();
+        m_pieces.clear();
         m_reply->abort();
         return;
     }
-    m_body += m_reply->readAll();
+    m_pieces.append(m_reply->readAll());
+    m_size += m_pieces.constLast().size();
 }
 
 QByteArray ReplyBody::take()
 {
     onReadyRead();
-    return std::move(m_body);
+    const QByteArray body = m_pieces.join();
+    m_pieces.clear();
+    return body;
 }
 
 bool ReplyBody::isTooLarge() const

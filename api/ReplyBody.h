@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayList>
 #include <QObject>
 
 class QNetworkReply;
@@ -29,6 +30,8 @@ private:
     QNetworkReply *m_reply;
     qint64 m_limit;
     Kind m_kind;
-    QByteArray m_body;
+    // Pieces as they came: one growing array would take up to twice the limit while it grows.
+    QByteArrayList m_pieces;
+    qint64 m_size = 0;
     bool m_tooLarge = false;
 };
