@@ -2,7 +2,9 @@
 # Times camera-cli against the lab's simulated cameras: scan, get, set and update, each round
 # a fresh process. Run inside the lab with the whole address pool:
 #
-#   NETLAB_CAMERA_COUNT=490 lab/netlab bench/camera-cli-benchmark.sh build/release [rounds]
+#   NETLAB_CAMERA_COUNT=490 lab/netlab bench/camera-cli-benchmark.sh build/release [ROUNDS [PARTS]]
+#
+# PARTS picks some of "scan get set update" (all by default), as one argument.
 #
 # Prints one line per command and round: wall time, peak resident memory, exit status and
 # what the output holds; best and median follow at the end of each command.
@@ -10,6 +12,7 @@ set -euo pipefail
 
 build=$(readlink -f "${1:?usage: camera-cli-benchmark.sh BUILD_DIR [ROUNDS]}")
 rounds=${2:-3}
+parts=${3:-scan get set update}
 cli=$build/cli/camera-cli
 simulator=$build/simulator/camera-simulator
 [ "${NETLAB:-}" = 1 ] || { echo "run me inside lab/netlab" >&2; exit 2; }
@@ -38,28 +41,43 @@ json() {
     python3 -c "import json,sys; d = json.load(open('$work/out')); print($1)"
 }
 
-echo "scan --seconds 1 --jsonl (cameras, last answer after the start)"
-for round in $(seq "$rounds"); do
-    start=$(date +%s.%N)
-    "$cli" scan --seconds 1 --jsonl | while read -r _; do date +%s.%N; done > "$work/arrivals"
-    last=$(tail -1 "$work/arrivals")
-    echo "$(wc -l < "$work/arrivals") cameras, last after $(awk "BEGIN { printf \"%.2f\", $last - $start }") s"
-done
+# When each camera's line arrives, from the start of the process; the tool probes at once and
+# again every half second.
+arrivals='
+import subprocess, sys, time
+start = time.monotonic()
+tool = subprocess.Popen(sys.argv[1:], stdout=subprocess.PIPE)
+times = [time.monotonic() - start for _ in tool.stdout]
+tool.wait()
+print(f"{len(times)} cameras, first after {times[0]:.2f} s, last after {times[-1]:.2f} s, exit {tool.returncode}")
+'
 
+if [[ $parts == *scan* ]]; then
+echo "scan --seconds 1 --jsonl"
+for round in $(seq "$rounds"); do
+    python3 -c "$arrivals" "$cli" scan --seconds 1 --jsonl
+done
+fi
+
+if [[ $parts == *get* ]]; then
 echo "get --all --seconds 1 --category anpr (s, KiB, exit, succeeded)"
 for round in $(seq "$rounds"); do
     line=$(timed "$cli" get --all --seconds 1 --category anpr)
     echo "$line $(json "d['succeeded']")"
 done | tee "$work/get"
 summary < "$work/get"
+fi
 
+if [[ $parts == *set* ]]; then
 echo "set --all --seconds 1 --anpr min_height=20 --system location=Rack (s, KiB, exit, succeeded)"
 for round in $(seq "$rounds"); do
     line=$(timed "$cli" set --all --seconds 1 --anpr min_height=20 --system location=Rack)
     echo "$line $(json "d['succeeded']")"
 done | tee "$work/set"
 summary < "$work/set"
+fi
 
+[[ $parts == *update* ]] || exit 0
 # The second camera of a fleet answers without its serial number, so the twenty start at index 2.
 head -c $((100 * 1024 * 1024)) /dev/urandom > "$work/update.bin"
 cameras=$(for i in $(seq 2 21); do printf 'SIM1-%04d ' "$i"; done)
