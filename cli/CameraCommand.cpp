@@ -9,8 +9,7 @@
 CameraCommand::CameraCommand(QObject *parent)
     : Command(parent)
     , m_all(QStringLiteral("all"), QStringLiteral("Every camera that answers the scan."))
-    , m_timeout(QStringLiteral("timeout"), QStringLiteral("Give up on a camera that has not answered after S seconds."),
-                QStringLiteral("S"))
+    , m_timeout(QStringLiteral("timeout"), QString(), QStringLiteral("S"))
     , m_user(QStringLiteral("user"), QStringLiteral("User name (default admin)."), QStringLiteral("name"),
              QStringLiteral("admin"))
     , m_passwordFile(QStringLiteral("password-file"), QStringLiteral("Read the password from the first line of FILE."),
@@ -26,6 +25,8 @@ CameraCommand::CameraCommand(QObject *parent)
 void CameraCommand::addOptions(QCommandLineParser &parser)
 {
     m_probe.add(parser);
+    m_timeout.setDescription(
+        QStringLiteral("Give up on a camera that has not answered after S seconds (default %1).").arg(defaultTimeout()));
     parser.addOptions({m_all, m_timeout, m_user, m_passwordFile});
     addCommandOptions(parser);
     parser.addPositionalArgument(QStringLiteral("cameras"), QStringLiteral("Serials or addresses of the cameras."),

@@ -8,8 +8,7 @@
 
 GetCommand::GetCommand(QObject *parent)
     : WebCommand(parent)
-    , m_category(QStringLiteral("category"), QStringLiteral("Read these categories, comma-separated (default all)."),
-                 QStringLiteral("names"))
+    , m_category(QStringLiteral("category"), QString(), QStringLiteral("names"))
 {
     connect(&api(), &CameraAPI::resourceReceived, this, &GetCommand::onResource);
 }
@@ -29,7 +28,8 @@ void GetCommand::addCommandOptions(QCommandLineParser &parser)
     QStringList names;
     for (const CameraItem::Category category : CategoryReads::all())
         names.append(CategoryReads::nameOf(category));
-    m_category.setDescription(m_category.description() + QStringLiteral(": ") + names.join(QLatin1Char(',')));
+    m_category.setDescription(QStringLiteral("Read these categories, comma-separated (default all): %1.")
+                                  .arg(names.join(QStringLiteral(", "))));
     parser.addOption(m_category);
 }
 

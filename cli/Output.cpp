@@ -10,11 +10,6 @@ bool Output::stdoutIsTerminal()
     return isatty(STDOUT_FILENO) != 0;
 }
 
-bool Output::stderrIsTerminal()
-{
-    return isatty(STDERR_FILENO) != 0;
-}
-
 void Output::json(const QJsonDocument &document)
 {
     const QByteArray text = document.toJson(QJsonDocument::Indented);

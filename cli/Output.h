@@ -8,7 +8,6 @@ class Output
 {
 public:
     static bool stdoutIsTerminal();
-    static bool stderrIsTerminal();
     static void json(const QJsonDocument &document);
     // One object on a line of its own, flushed at once so that a reader sees it as it comes.
     static void jsonLine(const QJsonObject &object);

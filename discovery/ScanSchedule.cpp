@@ -28,11 +28,6 @@ void ScanSchedule::stop()
     m_sent = 0;
 }
 
-bool ScanSchedule::isActive() const
-{
-    return m_timer.isActive();
-}
-
 void ScanSchedule::onTick()
 {
     emit probe();

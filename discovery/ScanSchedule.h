@@ -28,7 +28,6 @@ public:
     void start(int probes = kProbesPerScan);
     // Ends the burst under way without a further probe, and without saying it finished.
     void stop();
-    bool isActive() const;
 
 signals:
     void probe();
