@@ -121,6 +121,14 @@ CameraAPI::CameraAPI(QObject *parent)
     : QObject(parent)
     , m_clock([] { return std::chrono::system_clock::now(); })
 {
+    connect(this, &CameraAPI::error, this, [this](const QString &msg) {
+        if (m_replyCamera)
+            emit cameraError(m_replyCamera, msg);
+    });
+    connect(this, &CameraAPI::success, this, [this](const QString &msg) {
+        if (m_replyCamera)
+            emit cameraSuccess(m_replyCamera, msg);
+    });
 }
 
 CameraAPI::~CameraAPI() = default;
@@ -571,6 +579,7 @@ void CameraAPI::onFinished(QNetworkReply *reply)
 
     const QSharedPointer<CameraItem> cam = takeCamera(reply->property(kStoreId).toUInt());
     if (cam) {
+        m_replyCamera = cam;
         const QString path = reply->url().path();
         const QString failure = failureText(reply, status);
         auto *file = reply->findChild<DownloadFile *>(QString(), Qt::FindDirectChildrenOnly);
@@ -600,6 +609,7 @@ void CameraAPI::onFinished(QNetworkReply *reply)
         } else if (is(QNetworkAccessManager::DeleteOperation, "DELETE")) {
             routeDelete(cam, reply, path);
         }
+        m_replyCamera.reset();
     }
     m_queue.finished(reply->request().url().host());
     reply->deleteLater();

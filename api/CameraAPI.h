@@ -75,6 +75,10 @@ signals:
     // A category document arrived. The rows are the model's to replace on its own thread,
     // so the client never touches the tree itself.
     void resourceReceived(QSharedPointer<CameraItem> cam, QString path, QJsonDocument document);
+    // The error and success lines again, with the camera they name, for callers that keep
+    // each camera's outcome apart. Each comes right after its line.
+    void cameraError(QSharedPointer<CameraItem> cam, QString msg);
+    void cameraSuccess(QSharedPointer<CameraItem> cam, QString msg);
 
 public slots:
     void init();
@@ -186,4 +190,6 @@ private:
     quint64 m_pendingRequests = 0;
     QMutex m_pendingMutex;
     Clock m_clock;
+    // The camera of the reply being handled: every line said meanwhile is about it.
+    QSharedPointer<CameraItem> m_replyCamera;
 };

@@ -4,6 +4,7 @@
 #include "CameraAPI.h"
 #include "CameraFinder.h"
 #include "CameraListExport.h"
+#include "CategoryReads.h"
 #include "ContactTask.h"
 #include "FileDialog.h"
 #include "ExpansionKeeper.h"
@@ -12,6 +13,7 @@
 #include "MessageGatherer.h"
 #include "OpenFilesLimit.h"
 #include "ResourceFeeder.h"
+#include "ScanSchedule.h"
 #include "SnapshotTask.h"
 #include "UpdateLauncher.h"
 #include "UpdateStatus.h"
@@ -32,8 +34,6 @@
 
 namespace {
 
-constexpr int kScanInterval = 500;
-constexpr int kProbesPerScan = 20;
 constexpr quint32 kContactInterval = 5000;
 
 // The settings keys, each with the field it is read into and written from.
@@ -59,15 +59,6 @@ constexpr char kStatusTimeoutKey[] = "cameraclient.update.statustimeout";
 
 const QUrl kMakerSite(QStringLiteral("https://www.plexano.com"));
 
-// The toolkit also takes the classic shorthand forms such as "239.192.13" (read as
-// 239.192.0.13); a user who typed three parts made a mistake, so only full dotted quads count.
-bool parseAddress(const QString &text, QHostAddress &address)
-{
-    if (!address.setAddress(text))
-        return false;
-    return address.protocol() != QAbstractSocket::IPv4Protocol || text.count(QLatin1Char('.')) == 3;
-}
-
 } // namespace
 
 CameraClient::CameraClient(QWidget *parent, Network network)
@@ -77,8 +68,7 @@ CameraClient::CameraClient(QWidget *parent, Network network)
     , m_listEditor(this)
     , m_statusDialog(this)
 {
-    m_scanTimer.setObjectName(QStringLiteral("scanTimer"));
-    m_scanTimer.setParent(this);
+    m_scanSchedule = new ScanSchedule(this);
 
     ui->setupUi(this);
     loadSettings();
@@ -90,7 +80,7 @@ CameraClient::CameraClient(QWidget *parent, Network network)
     m_contactTask = new ContactTask(&m_model, QString(), QString(), kContactInterval);
     m_snapshotTask = new SnapshotTask(m_api, this);
     m_liveFeed = new LiveFeed(m_api, this);
-    m_updates = std::make_unique<UpdateLauncher>(&m_model, &m_statusDialog);
+    m_updates = std::make_unique<UpdateLauncher>(&m_model);
     loadUpdateSettings();
     m_expansion = new ExpansionKeeper(ui->tvCameras, &m_filter, this);
     m_resourceFeeder = new ResourceFeeder(&m_model, this);
@@ -114,8 +104,6 @@ CameraClient::CameraClient(QWidget *parent, Network network)
 
 CameraClient::~CameraClient()
 {
-    if (m_scanTimer.isActive())
-        m_scanTimer.stop();
     if (m_workerThread.isRunning()) {
         // Its finished signal queues the deletion of the worker objects on their own thread.
         m_workerThread.quit();
@@ -130,7 +118,7 @@ CameraClient::~CameraClient()
 
 void CameraClient::connectObjects()
 {
-    connect(&m_scanTimer, &QTimer::timeout, this, &CameraClient::onTimeout);
+    connect(m_scanSchedule, &ScanSchedule::probe, this, &CameraClient::onTimeout);
     connect(ui->pbCollapse, &QPushButton::clicked, m_expansion, &ExpansionKeeper::forgetAll);
     connect(&m_workerThread, &QThread::started, m_finder, qOverload<>(&CameraFinder::init));
     connect(&m_workerThread, &QThread::started, m_api, &CameraAPI::init);
@@ -169,13 +157,7 @@ void CameraClient::connectObjects()
     connect(this, &CameraClient::refresh, m_api, &CameraAPI::onLogin);
     connect(&m_model, &CameraModel::newCamera, m_api, &CameraAPI::onLogin);
     // A successful login fans out into the eleven reads that fill the camera's categories.
-    for (auto read : {&CameraAPI::viewCameraStatus, &CameraAPI::viewApps, &CameraAPI::viewSystemProperties,
-                      &CameraAPI::viewANPRProperties, &CameraAPI::viewAccessProperties,
-                      &CameraAPI::viewActionEventProperties, &CameraAPI::viewROIProperties,
-                      &CameraAPI::viewActions, &CameraAPI::viewClassifier, &CameraAPI::listClassifiers,
-                      &CameraAPI::viewDigitalIO}) {
-        connect(m_api, &CameraAPI::loggedIn, m_api, read);
-    }
+    CategoryReads::readOnLogin(m_api, CategoryReads::all());
     // The rows of a category are replaced by the model on this thread, never by the client.
     connect(m_api, &CameraAPI::resourceReceived, m_resourceFeeder, &ResourceFeeder::enqueue);
     connect(m_api, &CameraAPI::success, this, &CameraClient::onSuccess, Qt::QueuedConnection);
@@ -193,6 +175,12 @@ void CameraClient::connectObjects()
     connect(&m_listEditor, &ListEditor::fetchEntries, m_api, &CameraAPI::fetchAccessListEntries);
     connect(m_updates.get(), &UpdateLauncher::startUpdate, this, &CameraClient::startUpdate);
     connect(m_updates.get(), &UpdateLauncher::error, this, &CameraClient::onError);
+    connect(m_updates.get(), &UpdateLauncher::uploadAdded, this, [this](const QString &fileName, int cameras) {
+        m_statusDialog.addUpload(fileName, cameras);
+        m_statusDialog.show();
+    });
+    connect(m_updates.get(), &UpdateLauncher::stepCompleted, &m_statusDialog, &StatusDialog::stepCompleted);
+    connect(m_updates.get(), &UpdateLauncher::stepsAborted, &m_statusDialog, &StatusDialog::stepAborted);
 }
 
 void CameraClient::registerMetaTypes()
@@ -250,7 +238,7 @@ void CameraClient::onScan()
     QHostAddress address;
     bool portValid = false;
     bool ttlValid = false;
-    const bool addressValid = parseAddress(ui->leMulticastAddress->text(), address);
+    const bool addressValid = ScanSchedule::parseGroup(ui->leMulticastAddress->text(), address);
     const quint16 port = ui->leMulticastPort->text().toUShort(&portValid, 10);
     const quint32 ttl = ui->leTTL->text().toUInt(&ttlValid, 10);
 
@@ -275,17 +263,12 @@ void CameraClient::onScan()
         camera->setUpdateStatus(kNoUpdateStatus);
         m_model.refreshUpdateStatus(camera);
     }
-    m_scanTimer.start(kScanInterval);
+    m_scanSchedule->start();
 }
 
 void CameraClient::onTimeout()
 {
     emit startScan();
-    ++m_scanTicks;
-    if (m_scanTicks == kProbesPerScan) {
-        m_scanTimer.stop();
-        m_scanTicks = 0;
-    }
 }
 
 void CameraClient::onDefaultToIPv4()
@@ -301,8 +284,8 @@ void CameraClient::onDefaultToIPv6()
 void CameraClient::setDefaults(const QString &group)
 {
     ui->leMulticastAddress->setText(group);
-    ui->leMulticastPort->setText(QStringLiteral("4800"));
-    ui->leUpdatePort->setText(QStringLiteral("4799"));
+    ui->leMulticastPort->setText(QString::number(ScanSchedule::kDefaultPort));
+    ui->leUpdatePort->setText(QString::number(UpdateLauncher::kDefaultPort));
     ui->leTTL->setText(QStringLiteral("255"));
 }
 

@@ -11,7 +11,6 @@
 #include <QMainWindow>
 #include <QSettings>
 #include <QThread>
-#include <QTimer>
 
 #include <chrono>
 #include <memory>
@@ -23,6 +22,7 @@ class ExpansionKeeper;
 class LiveFeed;
 class MessageGatherer;
 class ResourceFeeder;
+class ScanSchedule;
 class SnapshotTask;
 class UpdateLauncher;
 
@@ -120,12 +120,11 @@ private:
     // Goes before the model and the status dialog that running updates still report to.
     std::unique_ptr<UpdateLauncher> m_updates;
     QThread m_workerThread;
-    QTimer m_scanTimer;
+    ScanSchedule *m_scanSchedule = nullptr;
     QString m_adminUser;
     QString m_adminPassword;
     int m_transferLimit = 0;
     std::chrono::seconds m_statusTimeout{0};
-    qint32 m_scanTicks = 0;
     // The limit is the process's, so it is reported once, however many cameras and clients meet it.
     bool m_openFilesLimitReported = false;
 };

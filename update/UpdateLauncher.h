@@ -15,23 +15,25 @@
 
 class CameraModel;
 class QThread;
-class StatusDialog;
 class UpdateTask;
 
 // Updates cameras through a bounded pool: at most a set number of transfers run at once, each
 // task on a thread of its own, and the other cameras wait their turn in the order they were
-// started. Each start derives its update key once, on a thread of its own, and adds its cameras
-// to the progress dialog, where every camera counts exactly three steps whatever becomes of it.
-// A start never touches the updates already under way. Each camera's "Update Status" row tells
-// where its update stands. Whatever still runs when the launcher goes is stopped and waited for.
+// started. Each start derives its update key once, on a thread of its own, and announces its
+// cameras to whoever shows progress, where every camera counts exactly three steps whatever
+// becomes of it. A start never touches the updates already under way. Each camera's "Update
+// Status" row tells where its update stands. Whatever still runs when the launcher goes is
+// stopped and waited for.
 class UpdateLauncher : public QObject
 {
     Q_OBJECT
 
 public:
     static constexpr int kDefaultTransferLimit = 16;
+    static constexpr quint16 kDefaultPort = 4799;
+    static constexpr int kStepsPerCamera = 3;
 
-    UpdateLauncher(CameraModel *model, StatusDialog *progress, QObject *parent = nullptr);
+    explicit UpdateLauncher(CameraModel *model, QObject *parent = nullptr);
     ~UpdateLauncher() override;
 
     // Takes effect for the transfers started from then on.
@@ -46,6 +48,16 @@ signals:
     // One start has queued its cameras.
     void startUpdate();
     void error(QString msg);
+    // Progress counted in steps: a start adds its cameras' steps, each camera completes them
+    // or, failing, gives up the ones it had left.
+    void uploadAdded(QString fileName, int cameras);
+    void stepCompleted();
+    void stepsAborted(int stepsLeft);
+    // Where one camera's update stands, in the words of its "Update Status" row.
+    void cameraProgress(QSharedPointer<CameraItem> camera, QString text);
+    // A camera's update ended: with the camera's status code, or with the error line.
+    void cameraUpdated(QSharedPointer<CameraItem> camera, int code);
+    void cameraFailed(QSharedPointer<CameraItem> camera, QString msg);
 
 private:
     // What the cameras of one start share; the key is filled in once derived.
@@ -84,7 +96,6 @@ private:
     void showRow(const QSharedPointer<CameraItem> &camera, const QString &text);
 
     CameraModel *m_model;
-    StatusDialog *m_progress;
     int m_transferLimit = kDefaultTransferLimit;
     std::chrono::seconds m_statusTimeout;
     // Threads deriving the key of a start.

@@ -1,7 +1,6 @@
 #include "UpdateLauncher.h"
 
 #include "CameraModel.h"
-#include "StatusDialog.h"
 #include "UpdateTask.h"
 #include "UpdateToken.h"
 
@@ -19,10 +18,9 @@ QString cameraPrefix(const CameraItem &camera)
 
 }
 
-UpdateLauncher::UpdateLauncher(CameraModel *model, StatusDialog *progress, QObject *parent)
+UpdateLauncher::UpdateLauncher(CameraModel *model, QObject *parent)
     : QObject(parent)
     , m_model(model)
-    , m_progress(progress)
     , m_statusTimeout(UpdateTask::kDefaultStatusTimeout)
 {
 }
@@ -62,8 +60,7 @@ void UpdateLauncher::start(const QList<QSharedPointer<CameraItem>> &cameras, con
         accepted.append(camera);
         showRow(camera, QStringLiteral("Waiting"));
     }
-    m_progress->addUpload(fileName, int(accepted.size()));
-    m_progress->show();
+    emit uploadAdded(fileName, int(accepted.size()));
 
     if (!accepted.isEmpty()) {
         auto upload = std::make_shared<Upload>();
@@ -130,7 +127,7 @@ void UpdateLauncher::onStep(UpdateTask *task, const QString &rowText)
 {
     Transfer *transfer = transferOf(task);
     ++transfer->steps;
-    m_progress->stepCompleted();
+    emit stepCompleted();
     showRow(transfer->camera, rowText);
 }
 
@@ -138,23 +135,27 @@ void UpdateLauncher::onStatus(UpdateTask *task, int code)
 {
     Transfer *transfer = transferOf(task);
     ++transfer->steps;
-    m_progress->stepCompleted();
+    emit stepCompleted();
     transfer->camera->setUpdateStatus(code);
     m_model->refreshUpdateStatus(transfer->camera);
+    const QSharedPointer<CameraItem> camera = transfer->camera;
     end(*transfer);
+    emit cameraUpdated(camera, code);
 }
 
 void UpdateLauncher::onFailure(UpdateTask *task, const QString &msg)
 {
     Transfer *transfer = transferOf(task);
-    m_progress->stepAborted(StatusDialog::kStepsPerCamera - transfer->steps);
+    emit stepsAborted(kStepsPerCamera - transfer->steps);
     const QString prefix = cameraPrefix(*transfer->camera);
     const QString cause = msg.startsWith(prefix) ? msg.mid(prefix.size()) : msg;
     showRow(transfer->camera,
             QStringLiteral("Failed: %0 (at %1)")
                 .arg(cause, QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"))));
     emit error(msg);
+    const QSharedPointer<CameraItem> camera = transfer->camera;
     end(*transfer);
+    emit cameraFailed(camera, msg);
 }
 
 void UpdateLauncher::end(Transfer &transfer)
@@ -181,6 +182,7 @@ UpdateLauncher::Transfer *UpdateLauncher::transferOf(UpdateTask *task)
 
 void UpdateLauncher::showRow(const QSharedPointer<CameraItem> &camera, const QString &text)
 {
+    emit cameraProgress(camera, text);
     const QSharedPointer<Item> row = camera->updateStatusRow();
     if (!row)
         return;
