@@ -121,14 +121,6 @@ CameraAPI::CameraAPI(QObject *parent)
     : QObject(parent)
     , m_clock([] { return std::chrono::system_clock::now(); })
 {
-    connect(this, &CameraAPI::error, this, [this](const QString &msg) {
-        if (m_replyCamera)
-            emit cameraError(m_replyCamera, msg);
-    });
-    connect(this, &CameraAPI::success, this, [this](const QString &msg) {
-        if (m_replyCamera)
-            emit cameraSuccess(m_replyCamera, msg);
-    });
 }
 
 CameraAPI::~CameraAPI() = default;
@@ -559,6 +551,20 @@ void CameraAPI::uploadAccessList(QSharedPointer<CameraItem> cam, QString access_
     sendMultipart(cam, QStringLiteral("/access/%0/file").arg(access_list), body, QNetworkAccessManager::PutOperation);
 }
 
+void CameraAPI::reportError(const QSharedPointer<CameraItem> &cam, const QString &text)
+{
+    const QString line = message(cam, text);
+    emit error(line);
+    emit cameraError(cam, line);
+}
+
+void CameraAPI::reportSuccess(const QSharedPointer<CameraItem> &cam, const QString &text)
+{
+    const QString line = message(cam, text);
+    emit success(line);
+    emit cameraSuccess(cam, line);
+}
+
 QString CameraAPI::message(const QSharedPointer<CameraItem> &cam, const QString &text)
 {
     return QStringLiteral("Camera %0 at %1: %2").arg(cam->serial(), cam->addressText(), text);
@@ -579,7 +585,6 @@ void CameraAPI::onFinished(QNetworkReply *reply)
 
     const QSharedPointer<CameraItem> cam = takeCamera(reply->property(kStoreId).toUInt());
     if (cam) {
-        m_replyCamera = cam;
         const QString path = reply->url().path();
         const QString failure = failureText(reply, status);
         auto *file = reply->findChild<DownloadFile *>(QString(), Qt::FindDirectChildrenOnly);
@@ -603,13 +608,12 @@ void CameraAPI::onFinished(QNetworkReply *reply)
             routePost(cam, path);
         } else if (is(QNetworkAccessManager::PutOperation, "PUT")) {
             if (path.startsWith(QLatin1String("/access/")) && path.endsWith(QLatin1String("/file")))
-                emit success(message(cam, QStringLiteral("Access List uploaded")));
+                reportSuccess(cam, QStringLiteral("Access List uploaded"));
         } else if (verb == "PATCH") {
             routePatch(cam, path);
         } else if (is(QNetworkAccessManager::DeleteOperation, "DELETE")) {
             routeDelete(cam, reply, path);
         }
-        m_replyCamera.reset();
     }
     m_queue.finished(reply->request().url().host());
     reply->deleteLater();
@@ -642,10 +646,12 @@ QString CameraAPI::failureText(QNetworkReply *reply, int status) const
 
 void CameraAPI::reportFailure(const QSharedPointer<CameraItem> &cam, const QString &path, const QString &text)
 {
-    if (path == kSnapshotPath)
+    if (path == kSnapshotPath) {
         emit liveImageFailed(cam, message(cam, text));
-    else
-        emit error(message(cam, text));
+        emit cameraError(cam, message(cam, text));
+    } else {
+        reportError(cam, text);
+    }
     emit connectionError(cam);
 }
 
@@ -679,9 +685,9 @@ void CameraAPI::reportDownload(const QSharedPointer<CameraItem> &cam, QNetworkRe
     const QFileDevice::FileError result = file->finish();
     if (result != QFileDevice::NoError) {
         file->discard();
-        emit error(message(cam, failure.arg(fileErrorText(result))));
+        reportError(cam, failure.arg(fileErrorText(result)));
     } else if (!done.isEmpty()) {
-        emit success(message(cam, done));
+        reportSuccess(cam, done);
     }
 }
 
@@ -691,10 +697,10 @@ QJsonDocument CameraAPI::readJson(const QSharedPointer<CameraItem> &cam, QNetwor
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
     if (body.isEmpty())
-        emit error(message(cam, QStringLiteral("the answer to %0 is empty, not JSON").arg(path)));
+        reportError(cam, QStringLiteral("the answer to %0 is empty, not JSON").arg(path));
     else if (parseError.error != QJsonParseError::NoError)
-        emit error(message(cam, QStringLiteral("the answer to %0 is not valid JSON (%1 at byte %2)")
-                                    .arg(path, parseError.errorString(), QString::number(parseError.offset))));
+        reportError(cam, QStringLiteral("the answer to %0 is not valid JSON (%1 at byte %2)")
+                                    .arg(path, parseError.errorString(), QString::number(parseError.offset)));
     return document;
 }
 
@@ -711,26 +717,26 @@ void CameraAPI::routeResource(const QSharedPointer<CameraItem> &cam, QNetworkRep
 void CameraAPI::routePost(const QSharedPointer<CameraItem> &cam, const QString &path)
 {
     if (path == QLatin1String("/camera/reinit")) {
-        emit success(message(cam, QStringLiteral("Reinitialisation completed.")));
+        reportSuccess(cam, QStringLiteral("Reinitialisation completed."));
     } else if (path == QLatin1String("/camera/reset")) {
-        emit success(message(cam, QStringLiteral("Reset started")));
+        reportSuccess(cam, QStringLiteral("Reset started"));
     } else if (path == QLatin1String("/camera/reboot")) {
-        emit success(message(cam, QStringLiteral("Reboot started")));
+        reportSuccess(cam, QStringLiteral("Reboot started"));
     } else if (path.startsWith(QLatin1String("/classifier/file"))) {
-        emit success(message(cam, QStringLiteral("Classifier uploaded")));
+        reportSuccess(cam, QStringLiteral("Classifier uploaded"));
     } else if (path.startsWith(QLatin1String("/access/")) && !path.contains(QLatin1String("/file"))) {
-        emit success(message(cam, QStringLiteral("Added Entry to Access List %0 uploaded").arg(lastSegment(path))));
+        reportSuccess(cam, QStringLiteral("Added Entry to Access List %0 uploaded").arg(lastSegment(path)));
     }
 }
 
 void CameraAPI::routePatch(const QSharedPointer<CameraItem> &cam, const QString &path)
 {
     if (path.startsWith(QLatin1String("/system/"))) {
-        emit success(message(cam, QStringLiteral("Changed sytem property '%0'").arg(lastSegment(path))));
+        reportSuccess(cam, QStringLiteral("Changed sytem property '%0'").arg(lastSegment(path)));
     } else if (path.startsWith(QLatin1String("/anpr/"))) {
-        emit success(message(cam, QStringLiteral("Changed ANPR property '%0'").arg(lastSegment(path))));
+        reportSuccess(cam, QStringLiteral("Changed ANPR property '%0'").arg(lastSegment(path)));
     } else if (path.startsWith(QLatin1String("/classifier/file"))) {
-        emit success(message(cam, QStringLiteral("Classifier '%0' is now the default").arg(lastSegment(path))));
+        reportSuccess(cam, QStringLiteral("Classifier '%0' is now the default").arg(lastSegment(path)));
     }
 }
 
@@ -742,7 +748,7 @@ void CameraAPI::routeDelete(const QSharedPointer<CameraItem> &cam, QNetworkReply
     const QJsonObject body = QJsonDocument::fromJson(ReplyBody::of(reply)->take()).object();
     if (body.contains(QLatin1String("msg")))
         text = body.value(QLatin1String("msg")).toString();
-    emit success(message(cam, QStringLiteral("Access List %0: %1").arg(lastSegment(path), text)));
+    reportSuccess(cam, QStringLiteral("Access List %0: %1").arg(lastSegment(path), text));
 }
 
 QString CameraAPI::fileErrorText(QFileDevice::FileError error)

@@ -76,7 +76,8 @@ signals:
     // so the client never touches the tree itself.
     void resourceReceived(QSharedPointer<CameraItem> cam, QString path, QJsonDocument document);
     // The error and success lines again, with the camera they name, for callers that keep
-    // each camera's outcome apart. Each comes right after its line.
+    // each camera's outcome apart. Each comes right after its line; a snapshot that failed comes
+    // as liveImageFailed and cameraError.
     void cameraError(QSharedPointer<CameraItem> cam, QString msg);
     void cameraSuccess(QSharedPointer<CameraItem> cam, QString msg);
 
@@ -172,6 +173,9 @@ private:
     // The document of the reply; null, and said in a line, when the camera sent something else.
     QJsonDocument readJson(const QSharedPointer<CameraItem> &cam, QNetworkReply *reply, const QString &path);
     static QString message(const QSharedPointer<CameraItem> &cam, const QString &text);
+    // A line about the camera, said with and without the camera it names.
+    void reportError(const QSharedPointer<CameraItem> &cam, const QString &text);
+    void reportSuccess(const QSharedPointer<CameraItem> &cam, const QString &text);
 
     std::unique_ptr<QNetworkAccessManager> m_manager;
     // Owned by the manager once installed there.
@@ -190,6 +194,4 @@ private:
     quint64 m_pendingRequests = 0;
     QMutex m_pendingMutex;
     Clock m_clock;
-    // The camera of the reply being handled: every line said meanwhile is about it.
-    QSharedPointer<CameraItem> m_replyCamera;
 };
