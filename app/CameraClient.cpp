@@ -141,6 +141,7 @@ void CameraClient::connectObjects()
     connect(this, &CameraClient::startExport, m_api, &CameraAPI::exportResults);
     connect(this, &CameraClient::newCredentials, m_contactTask, &ContactTask::setCredentials);
     connect(m_finder, &CameraFinder::foundRemote, &m_model, &CameraModel::addCamera);
+    connect(m_finder, &CameraFinder::answersDropped, this, &CameraClient::onError, Qt::QueuedConnection);
     connect(this, &CameraClient::newCredentials, m_api, &CameraAPI::setCredentials);
     connect(m_api, &CameraAPI::error, this, &CameraClient::onError, Qt::QueuedConnection);
     connect(m_api, &CameraAPI::openFilesLimitReached, this, &CameraClient::onOpenFilesLimitReached);
