@@ -7,6 +7,7 @@
 #include "ContactTask.h"
 #include "FileDialog.h"
 #include "ExpansionKeeper.h"
+#include "FullValueCopier.h"
 #include "LiveFeed.h"
 #include "MessageBox.h"
 #include "MessageGatherer.h"
@@ -93,6 +94,7 @@ CameraClient::CameraClient(QWidget *parent, Network network)
     m_updates = std::make_unique<UpdateLauncher>(&m_model, &m_statusDialog);
     loadUpdateSettings();
     m_expansion = new ExpansionKeeper(ui->tvCameras, &m_filter, this);
+    new FullValueCopier(ui->tvCameras);
     m_resourceFeeder = new ResourceFeeder(&m_model, this);
     m_messages = new MessageGatherer(
         [this](MessageGatherer::Kind kind, const QString &title, const QString &text) {
