@@ -8,6 +8,7 @@
 #include "ContactTask.h"
 #include "FileDialog.h"
 #include "ExpansionKeeper.h"
+#include "FullValueCopier.h"
 #include "LiveFeed.h"
 #include "MessageBox.h"
 #include "MessageGatherer.h"
@@ -83,6 +84,7 @@ CameraClient::CameraClient(QWidget *parent, Network network)
     m_updates = std::make_unique<UpdateLauncher>(&m_model);
     loadUpdateSettings();
     m_expansion = new ExpansionKeeper(ui->tvCameras, &m_filter, this);
+    new FullValueCopier(ui->tvCameras);
     m_resourceFeeder = new ResourceFeeder(&m_model, this);
     m_messages = new MessageGatherer(
         [this](MessageGatherer::Kind kind, const QString &title, const QString &text) {
@@ -129,6 +131,7 @@ void CameraClient::connectObjects()
     connect(this, &CameraClient::startExport, m_api, &CameraAPI::exportResults);
     connect(this, &CameraClient::newCredentials, m_contactTask, &ContactTask::setCredentials);
     connect(m_finder, &CameraFinder::foundRemote, &m_model, &CameraModel::addCamera);
+    connect(m_finder, &CameraFinder::answersDropped, this, &CameraClient::onError, Qt::QueuedConnection);
     connect(this, &CameraClient::newCredentials, m_api, &CameraAPI::setCredentials);
     connect(m_api, &CameraAPI::error, this, &CameraClient::onError, Qt::QueuedConnection);
     connect(m_api, &CameraAPI::openFilesLimitReached, this, &CameraClient::onOpenFilesLimitReached);

@@ -1,6 +1,10 @@
 #include "CameraFinder.h"
 
+#include "AnswerCheck.h"
+
+#include <QNetworkDatagram>
 #include <QNetworkInterface>
+#include <QTimer>
 #include <QUdpSocket>
 #include <QVariant>
 
@@ -16,11 +20,24 @@ constexpr QAbstractSocket::BindMode kSharedBind = QAbstractSocket::ShareAddress 
 // of them; 4 MiB keeps the answers of thousands of cameras until they are read.
 constexpr int kReceiveBufferBytes = 4 * 1024 * 1024;
 
+// Unicast answers to IPv4 probes reach the dual-stack sender socket as IPv4-mapped addresses.
+QHostAddress plain(const QHostAddress &address)
+{
+    bool mapped = false;
+    const quint32 ipv4 = address.toIPv4Address(&mapped);
+    return mapped ? QHostAddress(ipv4) : address;
+}
+
 } // namespace
 
 CameraFinder::CameraFinder(QObject *parent)
     : QObject(parent)
+    , m_answerDeadline(0)
+    , m_reportTimer(new QTimer(this))
 {
+    m_reportTimer->setSingleShot(true);
+    m_reportTimer->setInterval(kAnswerGraceMs);
+    connect(m_reportTimer, &QTimer::timeout, this, &CameraFinder::reportDropped);
 }
 
 CameraFinder::~CameraFinder() = default;
@@ -39,6 +56,20 @@ QMap<QString, QString> CameraFinder::parseAnswer(const QByteArray &datagram)
         properties.insert(parts.at(0).trimmed(), parts.at(1).trimmed());
     }
     return properties;
+}
+
+bool CameraFinder::isOnNetwork(const QHostAddress &sender, const QList<QNetworkAddressEntry> &entries)
+{
+    const QHostAddress address = plain(sender);
+    for (const QNetworkAddressEntry &entry : entries) {
+        if (entry.ip().protocol() != address.protocol())
+            continue;
+        if (address.isLinkLocal() && address.protocol() == QAbstractSocket::IPv6Protocol)
+            return true;
+        if (address.isInSubnet(entry.ip(), entry.prefixLength()))
+            return true;
+    }
+    return false;
 }
 
 void CameraFinder::init()
@@ -80,9 +111,16 @@ void CameraFinder::scan()
     if (!m_ready)
         return;
 
+    if (m_answerDeadline.hasExpired())
+        m_serialsBySender.clear();
+    m_answerDeadline.setRemainingTime(kAnswerGraceMs);
+    m_reportTimer->start();
+
     m_sender->setSocketOption(QAbstractSocket::MulticastTtlOption, m_ttl);
     const QList<QNetworkInterface> interfaces = QNetworkInterface::allInterfaces();
+    m_networks.clear();
     for (const QNetworkInterface &networkInterface : interfaces) {
+        m_networks.insert(networkInterface.index(), networkInterface.addressEntries());
         m_sender->setMulticastInterface(networkInterface);
         setIPv4MulticastOptions(networkInterface.index());
         m_sender->writeDatagram(QByteArray(kProbe), m_group, m_port);
@@ -131,17 +169,55 @@ void CameraFinder::readMessage()
 void CameraFinder::drain(QUdpSocket *socket)
 {
     while (socket->hasPendingDatagrams()) {
-        const qint64 size = socket->pendingDatagramSize();
-        QByteArray datagram(qMax<qint64>(size, 0), Qt::Uninitialized);
-        QHostAddress sender;
-        const qint64 received = socket->readDatagram(datagram.data(), datagram.size(), &sender);
-        if (received < 0 || sender.isNull())
+        // One byte more than an answer may have tells a longer datagram without reading it all.
+        const QNetworkDatagram datagram = socket->receiveDatagram(AnswerCheck::kMaxAnswerBytes + 1);
+        const QHostAddress sender = datagram.senderAddress();
+        if (!datagram.isValid() || sender.isNull())
             continue;
-        datagram.truncate(received);
+
+        QMap<QString, QString> properties;
+        const QString reason = rejection(datagram, sender, &properties);
+        if (!reason.isEmpty()) {
+            m_dropped.add(reason);
+            if (!m_reportTimer->isActive())
+                m_reportTimer->start();
+            continue;
+        }
 
         const std::time_t now = std::time(nullptr);
         std::tm time{};
         localtime_r(&now, &time);
-        emit foundRemote(sender, parseAnswer(datagram), time);
+        emit foundRemote(sender, properties, time);
     }
+}
+
+QString CameraFinder::rejection(const QNetworkDatagram &datagram, const QHostAddress &sender,
+                                QMap<QString, QString> *properties)
+{
+    if (m_answerDeadline.hasExpired())
+        return QStringLiteral("outside a scan");
+    if (!isOnNetwork(sender, m_networks.value(datagram.interfaceIndex())))
+        return QStringLiteral("from an address outside the network it arrived on");
+
+    const AnswerCheck::Fault fault = AnswerCheck::check(datagram.data(), properties);
+    if (fault != AnswerCheck::Fault::None)
+        return AnswerCheck::describe(fault);
+
+    const QHostAddress address = plain(sender);
+    QSet<QString> &serials = m_serialsBySender[address];
+    const QString serial = properties->value(AnswerCheck::kSerialKey);
+    if (!serials.contains(serial)) {
+        if (serials.size() >= kMaxSerialsPerSender)
+            return QStringLiteral("beyond %1 serial numbers from one address").arg(kMaxSerialsPerSender);
+        serials.insert(serial);
+    }
+    return {};
+}
+
+void CameraFinder::reportDropped()
+{
+    if (m_dropped.isEmpty())
+        return;
+    emit answersDropped(m_dropped.summary());
+    m_dropped.clear();
 }

@@ -239,8 +239,14 @@ QVariant CameraModel::itemData(const Item *item, int column, int role)
 {
     if (!item)
         return {};
-    if (role == Qt::DisplayRole)
+    if (role == FullTextRole)
         return item->data(column);
+    if (role == Qt::DisplayRole) {
+        const QVariant value = item->data(column);
+        if (value.typeId() == QMetaType::QString && value.toString().size() > kMaxDisplayLength)
+            return QString(value.toString().left(kMaxDisplayLength) + QChar(0x2026));
+        return value;
+    }
     if (role == Qt::BackgroundRole) {
         const auto *camera = dynamic_cast<const CameraItem *>(item);
         if (camera && camera->isUnavailable())

@@ -38,6 +38,12 @@ public:
     QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
     Qt::ItemFlags flags(const QModelIndex &index) const override;
 
+    // A camera or a device posing as one may report values of any length, and laying out a
+    // megabyte of text stalls the view each time it paints the row: the display role shows
+    // this many characters and an ellipsis. FullTextRole has the whole value, for copying.
+    static constexpr qsizetype kMaxDisplayLength = 300;
+    static constexpr int FullTextRole = Qt::UserRole;
+
     // What data() and flags() answer for an item, for models that show the same items.
     static QVariant itemData(const Item *item, int column, int role);
     static Qt::ItemFlags itemFlags(const Item *item);

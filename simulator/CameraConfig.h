@@ -37,6 +37,15 @@ struct CameraConfig
         Empty,         // logins work, resources answer 200 with an empty body
     };
 
+    enum class DiscoveryBehaviour {
+        Answer,      // a well-formed answer to each probe
+        Random,      // random bytes instead of the answer
+        Control,     // the answer with terminal control characters in the model name
+        Overlong,    // the answer with a model name of kOverlongValueLength characters
+        Flood,       // kFloodSerials answers to each probe, each with a serial of its own
+        Unsolicited, // no answer to probes, the answer to the answer group every kUnsolicitedIntervalMs
+    };
+
     QString serial;
     QString firmwareVersion = QStringLiteral("1.0.0");
     QString model = QStringLiteral("ANPR Cam S1");
@@ -48,6 +57,9 @@ struct CameraConfig
     AnswerMode answerMode = AnswerMode::Unicast;
     bool crlfLineEnds = false;
     bool withoutSerial = false;
+    DiscoveryBehaviour discoveryBehaviour = DiscoveryBehaviour::Answer;
+    // Answers leave from this address instead of the camera's own address of its family.
+    QHostAddress forgedSender;
     UpdateBehaviour updateBehaviour = UpdateBehaviour::Verify;
     int updateCode = 0;
     QString webUser = QStringLiteral("admin");

@@ -55,6 +55,14 @@ bool CameraTextParser::parse(const QString &text, CameraConfig *config, QString 
                 *error = QStringLiteral("answer must be unicast or multicast, not '%1'").arg(value);
                 return false;
             }
+        } else if (key == QLatin1String("discovery")) {
+            if (!parseDiscoveryMode(value, &result)) {
+                *error = QStringLiteral("unknown discovery mode '%1'").arg(value);
+                return false;
+            }
+        } else if (key == QLatin1String("forge")) {
+            if (!parseAddress(value, QHostAddress(value).protocol(), &result.forgedSender, error))
+                return false;
         } else if (key == QLatin1String("update")) {
             if (!parseUpdateMode(value, &result)) {
                 *error = QStringLiteral("unknown update mode '%1'").arg(value);
@@ -113,6 +121,26 @@ bool CameraTextParser::parse(const QString &text, CameraConfig *config, QString 
 
     *config = result;
     return true;
+}
+
+bool CameraTextParser::parseDiscoveryMode(const QString &text, CameraConfig *config)
+{
+    using Mode = CameraConfig::DiscoveryBehaviour;
+    static const QList<QPair<QString, Mode>> modes{
+        {QStringLiteral("answer"), Mode::Answer},
+        {QStringLiteral("random"), Mode::Random},
+        {QStringLiteral("control"), Mode::Control},
+        {QStringLiteral("overlong"), Mode::Overlong},
+        {QStringLiteral("flood"), Mode::Flood},
+        {QStringLiteral("unsolicited"), Mode::Unsolicited},
+    };
+    for (const auto &[name, mode] : modes) {
+        if (text == name) {
+            config->discoveryBehaviour = mode;
+            return true;
+        }
+    }
+    return false;
 }
 
 QString CameraTextParser::defaultMacAddress(const QString &serial)

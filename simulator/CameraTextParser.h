@@ -20,6 +20,15 @@
 //                        multicast: answer to the answer group of the probe's family, port 4900
 //   crlf                 end answer lines with CR-LF instead of LF
 //   noserial             leave the "S/N" line out of the answer
+//   discovery=MODE       what the camera sends instead of a plain answer, MODE one of
+//                          answer       the answer to each probe (default)
+//                          random       random bytes
+//                          control      terminal control characters in the model name
+//                          overlong     a model name of 1,000 characters
+//                          flood        200 answers to each probe, serials SERIAL-1 to SERIAL-200
+//                          unsolicited  no answer to probes, but the answer to the answer
+//                                       group five times a second
+//   forge=ADDRESS        answers leave from ADDRESS (a lab address) instead of the camera's own
 //   update=MODE          update service behaviour, MODE one of
 //                          ok        verify and store the file (default)
 //                          code:N    read the token, answer the decimal code N
@@ -53,6 +62,7 @@ private:
     static QStringList splitItems(const QString &text);
     static bool parseAddress(const QString &text, QAbstractSocket::NetworkLayerProtocol protocol,
                              QHostAddress *address, QString *error);
+    static bool parseDiscoveryMode(const QString &text, CameraConfig *config);
     static bool parseUpdateMode(const QString &text, CameraConfig *config);
     static bool parseWebMode(const QString &text, CameraConfig *config);
     static bool parseSilence(const QString &text, CameraConfig *config);

@@ -37,11 +37,17 @@ public:
     static constexpr quint16 kAnswerPort = 4900;
     static constexpr int kAnswerSpreadMs = 50;
     static const QByteArray kProbe;
+    // Hostile discovery modes (CameraConfig::DiscoveryBehaviour).
+    static constexpr int kFloodSerials = 200;
+    static constexpr int kOverlongValueLength = 1000;
+    static constexpr int kUnsolicitedIntervalMs = 200;
 
     DiscoveryResponder(const CameraConfig &camera, const Settings &settings, QObject *parent);
 
     bool start(QString *error);
     QByteArray answerText() const;
+    // What the camera sends for one probe: its answer, or what its discovery mode sends instead.
+    QList<QByteArray> answerDatagrams() const;
 
 private:
     struct Channel
@@ -55,6 +61,7 @@ private:
                      const QHostAddress &answerGroup, QString *error);
     void onReadyRead(const Channel &channel, QUdpSocket *socket);
     void answer(const Channel &channel, const QHostAddress &destination, quint16 port);
+    bool bindAnswerer(QUdpSocket *answerer, const QHostAddress &address, QString *error);
     QString describe(const QHostAddress &address) const;
 
     CameraConfig m_camera;

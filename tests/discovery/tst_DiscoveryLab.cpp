@@ -94,11 +94,11 @@ private slots:
         SimulatorProcess secondary;
         QVERIFY(primary.start(1, {Lab::cameraText(1, 0, "A100", "version=3.2.1"),
                                   Lab::cameraText(1, 1, "B200", "answer=multicast"),
-                                  Lab::cameraText(1, 2, "C300", "noserial,crlf,answer=multicast,model=Gate Cam")}));
+                                  Lab::cameraText(1, 2, "C300", "crlf,answer=multicast,model=Gate Cam")}));
         QVERIFY(secondary.start(2, {Lab::cameraText(2, 0, "D400", "answer=unicast,crlf"),
                                     Lab::cameraText(2, 1, "E500", "answer=multicast")}));
         const QList<ExpectedCamera> expected{
-            {1, 0, "A100"}, {1, 1, "B200"}, {1, 2, "Serial not found"}, {2, 0, "D400"}, {2, 1, "E500"}};
+            {1, 0, "A100"}, {1, 1, "B200"}, {1, 2, "C300"}, {2, 0, "D400"}, {2, 1, "E500"}};
 
         CameraModel model;
         FinderOnThread finder(model);
@@ -118,7 +118,7 @@ private slots:
         QVERIFY(!ipv6 || model.findCamera("A100", Lab::cameraIPv6(1, 0)));
         if (first)
             QCOMPARE(versionValue(first, "S/N"), QStringLiteral("A100"));
-        const QSharedPointer<CameraItem> crlf = model.findCamera("Serial not found", addressOf({1, 2, ""}, ipv6));
+        const QSharedPointer<CameraItem> crlf = model.findCamera("C300", addressOf({1, 2, ""}, ipv6));
         QCOMPARE(versionValue(crlf, "Model"), QStringLiteral("Gate Cam"));
         QCOMPARE(versionValue(model.findCamera("D400", addressOf({2, 0, ""}, ipv6)), "S/N"), QStringLiteral("D400"));
     }

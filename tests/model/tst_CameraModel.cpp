@@ -1,8 +1,10 @@
+#include "CameraListExport.h"
 #include "CameraModel.h"
 #include "JsonItem.h"
 
 #include <QAbstractItemModelTester>
 #include <QBrush>
+#include <QBuffer>
 #include <QJsonObject>
 #include <QRegularExpression>
 #include <QSignalSpy>
@@ -200,6 +202,35 @@ private slots:
         const QSharedPointer<JsonItem> anprNode = model.cameras().last()->categoryRow(CameraItem::ANPR);
         QCOMPARE(anprNode->childCount(), 2);
         QCOMPARE(anprNode->document(), anpr);
+    }
+
+    void displayCutsLongValues_data()
+    {
+        QTest::addColumn<int>("length");
+        QTest::addColumn<bool>("cut");
+        QTest::newRow("short") << 12 << false;
+        QTest::newRow("longest shown whole") << int(CameraModel::kMaxDisplayLength) << false;
+        QTest::newRow("one character more") << int(CameraModel::kMaxDisplayLength) + 1 << true;
+        QTest::newRow("a mebibyte") << 1024 * 1024 << true;
+    }
+
+    // The view shows a cut value; copying and the exported list get all of it.
+    void displayCutsLongValues()
+    {
+        QFETCH(int, length);
+        QFETCH(bool, cut);
+        const QString value(length, QLatin1Char('v'));
+        CameraModel model;
+        model.addCamera(QHostAddress("10.0.0.1"), {{"S/N", "A"}, {"Note", value}}, timeOf(1, 0, 0));
+        const QModelIndex note = model.indexOf(model.cameras().first()->versionRow()->firstChild().data(), 1);
+
+        const QString shown = note.data().toString();
+        QCOMPARE(shown, cut ? value.left(CameraModel::kMaxDisplayLength) + QChar(0x2026) : value);
+        QCOMPARE(note.data(CameraModel::FullTextRole).toString(), value);
+        QBuffer csv;
+        csv.open(QIODevice::WriteOnly);
+        CameraListExport::write(csv, model.cameras());
+        QVERIFY(csv.data().contains("," + value.toLatin1() + ","));
     }
 
     void updateStatusText()
