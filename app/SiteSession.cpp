@@ -46,6 +46,8 @@ SiteSession::SiteSession(CameraModel *model, const Widgets &widgets, QWidget *wi
     , m_window(window)
 {
     m_quiet.setSingleShot(true);
+    // The report is promised within moments of the last document; a coarse timer may be late.
+    m_quiet.setTimerType(Qt::PreciseTimer);
     connect(&m_quiet, &QTimer::timeout, this, &SiteSession::storeVisit);
     connect(m_model, &CameraModel::newCamera, this, &SiteSession::noteCamera);
     connect(&m_memory, &SiteMemory::opened, this, [this] { m_available = true; });
