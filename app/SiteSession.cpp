@@ -53,8 +53,13 @@ SiteSession::SiteSession(CameraModel *model, const Widgets &widgets, QWidget *wi
     connect(&m_memory, &SiteMemory::opened, this, [this] { m_available = true; });
     connect(&m_memory, &SiteMemory::unavailable, this, &SiteSession::onUnavailable);
     connect(&m_memory, &SiteMemory::stored, this, &SiteSession::onStored);
-    connect(&m_memory, &SiteMemory::failed, this,
-            [this](const QString &message) { m_widgets.status->setText(QStringLiteral("Site memory: %1").arg(message)); });
+    connect(&m_memory, &SiteMemory::failed, this, &SiteSession::showFailure);
+    // The visit stays in the tree: the next document read, or the next scan, tries again.
+    connect(&m_memory, &SiteMemory::storeFailed, this, [this](const QString &message) {
+        m_storing = false;
+        m_storeAgain = false;
+        showFailure(message);
+    });
     connect(&m_memory, &SiteMemory::compared, this, &SiteSession::showReport);
     connect(m_widgets.whatChanged, &QPushButton::clicked, this, &SiteSession::showWhatChanged);
     connect(m_widgets.history, &QPushButton::clicked, this, &SiteSession::showHistory);
@@ -159,6 +164,11 @@ void SiteSession::onStored(const DifferenceReport &report)
         storeVisit();
     }
     emit visitStored(report);
+}
+
+void SiteSession::showFailure(const QString &message)
+{
+    m_widgets.status->setText(QStringLiteral("Site memory: %1").arg(message));
 }
 
 void SiteSession::onUnavailable(const QString &reason)

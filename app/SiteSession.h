@@ -63,6 +63,7 @@ private:
     QList<CameraRecord> visitCameras() const;
     void onStored(const DifferenceReport &report);
     void onUnavailable(const QString &reason);
+    void showFailure(const QString &message);
     void showReport(const DifferenceReport &report);
 
     CameraModel *m_model;

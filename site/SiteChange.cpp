@@ -1,5 +1,7 @@
 #include "SiteChange.h"
 
+#include <iterator>
+
 namespace {
 
 struct KindTexts

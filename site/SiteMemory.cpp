@@ -11,6 +11,7 @@ SiteMemory::SiteMemory(QObject *parent)
     connect(m_recorder, &SiteRecorder::opened, this, &SiteMemory::opened);
     connect(m_recorder, &SiteRecorder::unavailable, this, &SiteMemory::unavailable);
     connect(m_recorder, &SiteRecorder::stored, this, &SiteMemory::stored);
+    connect(m_recorder, &SiteRecorder::storeFailed, this, &SiteMemory::storeFailed);
     connect(m_recorder, &SiteRecorder::visitsListed, this, &SiteMemory::visitsListed);
     connect(m_recorder, &SiteRecorder::compared, this, &SiteMemory::compared);
     connect(m_recorder, &SiteRecorder::failed, this, &SiteMemory::failed);

@@ -25,6 +25,7 @@ signals:
     void opened(QString path);
     void unavailable(QString reason);
     void stored(DifferenceReport report);
+    void storeFailed(QString message);
     void visitsListed(QString site, QList<VisitInfo> visits);
     void compared(DifferenceReport report);
     void failed(QString message);

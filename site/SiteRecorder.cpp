@@ -29,7 +29,7 @@ void SiteRecorder::store(const QString &site, const QDateTime &time, const QList
     DifferenceReport report;
     report.after = m_store->storeVisit(site, time, cameras, replacing);
     if (report.after.id == 0) {
-        emit failed(m_store->errorString());
+        emit storeFailed(m_store->errorString());
         return;
     }
     report.before = m_store->previousVisit(report.after);

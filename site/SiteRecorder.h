@@ -36,6 +36,7 @@ signals:
     // The store cannot be used; the reason is a sentence for the user.
     void unavailable(QString reason);
     void stored(DifferenceReport report);
+    void storeFailed(QString message);
     void visitsListed(QString site, QList<VisitInfo> visits);
     void compared(DifferenceReport report);
     void failed(QString message);
