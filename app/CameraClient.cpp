@@ -15,6 +15,8 @@
 #include "OpenFilesLimit.h"
 #include "ResourceFeeder.h"
 #include "ScanSchedule.h"
+#include "SiteSession.h"
+#include "SiteStore.h"
 #include "SnapshotTask.h"
 #include "UpdateLauncher.h"
 #include "UpdateStatus.h"
@@ -51,6 +53,7 @@ constexpr SettingField kSettingFields[] = {
     {"cameraclient.update.updateport", &Ui::CameraClient::leUpdatePort},
     {"cameraclient.update.user", &Ui::CameraClient::leUser},
     {"cameraclient.configuration.user", &Ui::CameraClient::leWebUser},
+    {"cameraclient.site.name", &Ui::CameraClient::leSite},
 };
 
 // Settings of the update path that have no field in the window; only the settings file changes
@@ -94,6 +97,8 @@ CameraClient::CameraClient(QWidget *parent, Network network)
                 MessageBox::warning(this, title, text);
         },
         this);
+    m_site = new SiteSession(&m_model, {ui->leSite, ui->pbWhatChanged, ui->pbHistory, ui->lbSiteStatus}, this);
+    m_site->open(SiteStore::defaultPath());
     m_finder->moveToThread(&m_workerThread);
     m_api->moveToThread(&m_workerThread);
     m_contactTask->moveToThread(&m_workerThread);
@@ -163,6 +168,9 @@ void CameraClient::connectObjects()
     CategoryReads::readOnLogin(m_api, CategoryReads::all());
     // The rows of a category are replaced by the model on this thread, never by the client.
     connect(m_api, &CameraAPI::resourceReceived, m_resourceFeeder, &ResourceFeeder::enqueue);
+    // A scan is a visit of the site; what it finds and reads is kept once it is in the tree.
+    connect(this, &CameraClient::initFinder, m_site, &SiteSession::beginVisit);
+    connect(m_resourceFeeder, &ResourceFeeder::fed, m_site, &SiteSession::noteResource);
     connect(m_api, &CameraAPI::success, this, &CameraClient::onSuccess, Qt::QueuedConnection);
     connect(&m_bulkDialog, &BulkDialog::reinit, m_api, &CameraAPI::reinit);
     connect(&m_bulkDialog, &BulkDialog::reset, m_api, &CameraAPI::reset);

@@ -23,6 +23,7 @@ class LiveFeed;
 class MessageGatherer;
 class ResourceFeeder;
 class ScanSchedule;
+class SiteSession;
 class SnapshotTask;
 class UpdateLauncher;
 
@@ -117,6 +118,7 @@ private:
     ExpansionKeeper *m_expansion = nullptr;
     ResourceFeeder *m_resourceFeeder = nullptr;
     MessageGatherer *m_messages = nullptr;
+    SiteSession *m_site = nullptr;
     // Goes before the model and the status dialog that running updates still report to.
     std::unique_ptr<UpdateLauncher> m_updates;
     QThread m_workerThread;

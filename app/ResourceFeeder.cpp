@@ -28,6 +28,7 @@ void ResourceFeeder::feed()
         const Pending next = std::move(m_pending.front());
         m_pending.pop_front();
         m_model->attachResource(next.camera, next.path, next.document);
+        emit fed(next.camera, next.path);
     }
     if (!m_pending.empty())
         m_nextSlice.start();

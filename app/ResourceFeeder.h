@@ -26,6 +26,10 @@ public:
 public slots:
     void enqueue(QSharedPointer<CameraItem> cam, QString path, QJsonDocument document);
 
+signals:
+    // The document is in the model now.
+    void fed(QSharedPointer<CameraItem> cam, QString path);
+
 private:
     struct Pending
     {

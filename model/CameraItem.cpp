@@ -97,6 +97,15 @@ CameraItem::Category CameraItem::categoryOfPath(const QString &path)
     return CategoryCount;
 }
 
+QString CameraItem::resourcePath(Category category)
+{
+    for (const ResourceCategory &entry : kResourceCategories) {
+        if (entry.category == category)
+            return QString::fromLatin1(entry.path);
+    }
+    return QString();
+}
+
 QString CameraItem::serial() const
 {
     return m_serial;

@@ -43,6 +43,8 @@ public:
     static QString categoryLabel(Category category);
     // The category that the Web-API resource at this path fills, or CategoryCount for none.
     static Category categoryOfPath(const QString &path);
+    // The Web-API resource that fills the category.
+    static QString resourcePath(Category category);
 
     QString serial() const;
     QHostAddress address() const;

@@ -36,7 +36,7 @@ trap cleanup EXIT
 lintian --pedantic --fail-on error,warning "$build"/*.deb || fail "lintian finds fault with the packages"
 deb=$(ls "$build"/camera-discovery_*.deb)
 others=$(dpkg-deb -f "$deb" Depends | tr ',' '\n' | awk '{print $1}' |
-    grep -Ev '^(libc6|libgcc-s1|libstdc\+\+6|libqt6[a-z0-9]+|qt6-[a-z0-9-]+|libssl3)$' || true)
+    grep -Ev '^(libc6|libgcc-s1|libstdc\+\+6|libqt6[a-z0-9]+|libqt6sql6-sqlite|qt6-[a-z0-9-]+|libssl3)$' || true)
 [ -z "$others" ] || fail "$deb depends on more than Qt, OpenSSL and the C/C++ runtime: $others"
 mirror=${MIRROR:-$(grep -hsv '^[[:space:]]*#' /etc/apt/sources.list /etc/apt/sources.list.d/*.sources |
     grep -oE 'https?://[^[:space:]]+/debian/?([[:space:]]|$)' | head -n1 | tr -d '[:space:]' || true)}

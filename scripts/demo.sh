@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and starts the program in the network lab next to eight
-# simulated cameras on two networks: press "Scan" to find them. Runs as the calling user
+# simulated cameras on two networks: press "Scan" to find them. With --second-visit the cameras
+# have changed since (see lab/demo), for the program to show what changed. Runs as the calling user
 # (the lab needs no root; sudo is asked for only to install missing packages) and needs a
 # desktop session to show the window, which it checks once the packages are there.
 set -euo pipefail
@@ -15,4 +16,6 @@ fi
 build="$root/build/release"
 cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DWARNINGS_AS_ERRORS=ON
 cmake --build "$build" -j2 --target camera-discovery camera-simulator
-exec "$root/lab/netlab" "$root/lab/demo" "$build"
+second_visit=()
+[ "${1:-}" != --second-visit ] || second_visit=(--second-visit)
+exec "$root/lab/netlab" "$root/lab/demo" "${second_visit[@]}" "$build"

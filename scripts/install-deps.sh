@@ -10,6 +10,8 @@ packages=(
     qt6-base-dev qt6-base-dev-tools libgl-dev
     # The HTTP server's CMake package needs the WebSockets one, which Debian does not pull in.
     qt6-httpserver-dev qt6-websockets-dev
+    # The site memory: Qt's SQL module finds its SQLite driver in a package of its own.
+    libqt6sql6-sqlite
     libssl-dev
     python3 python3-cryptography
     iproute2 util-linux

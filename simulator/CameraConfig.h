@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QHostAddress>
+#include <QJsonObject>
 #include <QString>
 
 // Everything one simulated camera is: what it says about itself on discovery, where it lives,
@@ -73,4 +74,6 @@ struct CameraConfig
     // a negative silentAfterMs keeps it listening.
     qint64 silentAfterMs = -1;
     qint64 silentForMs = 0;
+    // ANPR properties that differ from the ones the camera makes up from its serial.
+    QJsonObject anprChanges;
 };

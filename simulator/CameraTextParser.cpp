@@ -3,6 +3,8 @@
 #include "LabAddresses.h"
 
 #include <QCryptographicHash>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QList>
 #include <QPair>
 #include <QStringList>
@@ -13,6 +15,41 @@ bool CameraTextParser::parse(const QString &text, CameraConfig *config, QString 
     bool macGiven = false;
     bool hostnameGiven = false;
 
+    if (!apply(text, &result, &macGiven, &hostnameGiven, error))
+        return false;
+
+    if (result.serial.isEmpty()) {
+        *error = QStringLiteral("serial is missing");
+        return false;
+    }
+    if (result.ipv4.isNull() && result.ipv6.isNull()) {
+        *error = QStringLiteral("camera %1 needs ipv4 or ipv6").arg(result.serial);
+        return false;
+    }
+    if (!macGiven)
+        result.macAddress = defaultMacAddress(result.serial);
+    if (!hostnameGiven)
+        result.hostname = defaultHostname(result.serial);
+
+    *config = result;
+    return true;
+}
+
+bool CameraTextParser::revise(const QString &text, CameraConfig *config, QString *error)
+{
+    CameraConfig result = *config;
+    bool macGiven = false;
+    bool hostnameGiven = false;
+    if (!apply(text, &result, &macGiven, &hostnameGiven, error))
+        return false;
+    *config = result;
+    return true;
+}
+
+bool CameraTextParser::apply(const QString &text, CameraConfig *config, bool *macGiven, bool *hostnameGiven,
+                             QString *error)
+{
+    CameraConfig &result = *config;
     for (const QString &item : splitItems(text)) {
         const qsizetype equals = item.indexOf(QLatin1Char('='));
         const QString key = equals < 0 ? item : item.left(equals);
@@ -40,10 +77,10 @@ bool CameraTextParser::parse(const QString &text, CameraConfig *config, QString 
             result.model = value;
         } else if (key == QLatin1String("mac")) {
             result.macAddress = value;
-            macGiven = true;
+            *macGiven = true;
         } else if (key == QLatin1String("hostname")) {
             result.hostname = value;
-            hostnameGiven = true;
+            *hostnameGiven = true;
         } else if (key == QLatin1String("password")) {
             result.adminPassword = value;
         } else if (key == QLatin1String("answer")) {
@@ -100,26 +137,15 @@ bool CameraTextParser::parse(const QString &text, CameraConfig *config, QString 
                 *error = QStringLiteral("silent must be AFTER:FOR in seconds, not '%1'").arg(value);
                 return false;
             }
+        } else if (key.startsWith(QLatin1String("anpr.")) && key.size() > 5) {
+            // Numbers and booleans as the camera would have them, anything else as text.
+            const QJsonDocument parsed = QJsonDocument::fromJson("[" + value.toUtf8() + "]");
+            result.anprChanges.insert(key.mid(5), parsed.isArray() ? parsed.array().at(0) : QJsonValue(value));
         } else {
             *error = QStringLiteral("unknown key '%1'").arg(key);
             return false;
         }
     }
-
-    if (result.serial.isEmpty()) {
-        *error = QStringLiteral("serial is missing");
-        return false;
-    }
-    if (result.ipv4.isNull() && result.ipv6.isNull()) {
-        *error = QStringLiteral("camera %1 needs ipv4 or ipv6").arg(result.serial);
-        return false;
-    }
-    if (!macGiven)
-        result.macAddress = defaultMacAddress(result.serial);
-    if (!hostnameGiven)
-        result.hostname = defaultHostname(result.serial);
-
-    *config = result;
     return true;
 }
 

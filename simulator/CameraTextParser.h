@@ -48,17 +48,22 @@
 //                          malformed      log in as usual, answer JSON resources cut in half
 //   silent=AFTER:FOR     the Web-API stops listening AFTER seconds after start, for FOR seconds
 //                        (0: for good); both may be fractions such as 0.5
+//   anpr.KEY=VALUE       the ANPR property KEY has this value (a number, true or false, or text)
 //
 // Example: serial=A100,ipv4=10.77.0.10,ipv6=fd77::10,version=3.2.1,answer=multicast,update=split
 class CameraTextParser
 {
 public:
     static bool parse(const QString &text, CameraConfig *config, QString *error);
+    // Changes the items the text names in a camera already made, e.g. "version=4.0.0".
+    static bool revise(const QString &text, CameraConfig *config, QString *error);
 
     static QString defaultMacAddress(const QString &serial);
     static QString defaultHostname(const QString &serial);
 
 private:
+    static bool apply(const QString &text, CameraConfig *config, bool *macGiven, bool *hostnameGiven,
+                      QString *error);
     static QStringList splitItems(const QString &text);
     static bool parseAddress(const QString &text, QAbstractSocket::NetworkLayerProtocol protocol,
                              QHostAddress *address, QString *error);

@@ -6,6 +6,9 @@
 #include "LabAddresses.h"
 
 #include <QCommandLineParser>
+#include <QStringList>
+
+#include <algorithm>
 #include <QSet>
 
 namespace {
@@ -67,6 +70,14 @@ const char kDescription[] =
     "address indexes I..I+N-1 (at most 499) of network K, Web-API user admin, password admin.\n"
     "Index i is at 10.7<6+K>.<B>.<P> and fd7<6+K>::<B>:<P> with B = i / 245, P = 10 + i % 245:\n"
     "indexes 0 to 244 at 10.7<6+K>.0.<10+i> and fd7<6+K>::<10+i>, 245 at 10.7<6+K>.1.10.\n"
+    "\n"
+    "Changes between runs, to show a site that changed since the last visit:\n"
+    "  --change TEXT         the camera whose serial= the text names takes the text's other\n"
+    "                        items, e.g. serial=SIM1-0007,version=4.1.0 or\n"
+    "                        serial=SIM1-0008,ipv4=10.77.1.200,ipv6=fd77::1:200 (moved) or\n"
+    "                        serial=SIM1-0009,anpr.min_height=18 (an ANPR property,\n"
+    "                        also allowed in --camera)\n"
+    "  --remove SERIAL       leaves the camera with this serial out\n"
     "\n"
     "SIGUSR1 switches the Web-API of every camera off (as with silent=) or on again.\n"
     "SIGUSR2 ends every Web-API session of every camera.\n"
@@ -139,8 +150,14 @@ bool CommandLine::parse(const QCoreApplication &app, SimulatorOptions *options, 
     const QCommandLineOption webPort(QStringLiteral("web-port"),
                                      QStringLiteral("TCP port of the Web-API."),
                                      QStringLiteral("port"), QStringLiteral("80"));
+    const QCommandLineOption change(QStringLiteral("change"),
+                                    QStringLiteral("Changes a camera (see above); repeatable."),
+                                    QStringLiteral("text"));
+    const QCommandLineOption remove(QStringLiteral("remove"),
+                                    QStringLiteral("Leaves a camera out; repeatable."),
+                                    QStringLiteral("serial"));
     parser.addOptions({camera, fleet, network, fleetStart, store, updatePort, probePort,
-                       probeGroup4, probeGroup6, readTimeout, webPort});
+                       probeGroup4, probeGroup6, readTimeout, webPort, change, remove});
     parser.process(app);
 
     if (!parser.positionalArguments().isEmpty()) {
@@ -179,6 +196,9 @@ bool CommandLine::parse(const QCoreApplication &app, SimulatorOptions *options, 
         }
         result.cameras += FleetGenerator::generate(count, fleetNetwork, first);
     }
+
+    if (!applyChanges(parser.values(change), parser.values(remove), &result.cameras, error))
+        return false;
 
     if (result.cameras.isEmpty()) {
         *error = QStringLiteral("no camera given (use --camera or --fleet)");
@@ -224,6 +244,38 @@ bool CommandLine::parse(const QCoreApplication &app, SimulatorOptions *options, 
 
     result.storeDirectory = parser.value(store);
     *options = result;
+    return true;
+}
+
+bool CommandLine::applyChanges(const QStringList &changes, const QStringList &removals,
+                               QList<CameraConfig> *cameras, QString *error)
+{
+    const auto find = [cameras](const QString &serial) {
+        return std::find_if(cameras->begin(), cameras->end(),
+                            [&serial](const CameraConfig &camera) { return camera.serial == serial; });
+    };
+    for (const QString &text : changes) {
+        CameraConfig named;
+        QString textError;
+        if (!CameraTextParser::revise(text, &named, &textError)) {
+            *error = QStringLiteral("--change %1: %2").arg(text, textError);
+            return false;
+        }
+        const auto camera = find(named.serial);
+        if (camera == cameras->end()) {
+            *error = QStringLiteral("--change %1: no camera has serial '%2'").arg(text, named.serial);
+            return false;
+        }
+        CameraTextParser::revise(text, &*camera, &textError);
+    }
+    for (const QString &serial : removals) {
+        const auto camera = find(serial);
+        if (camera == cameras->end()) {
+            *error = QStringLiteral("--remove %1: no camera has this serial").arg(serial);
+            return false;
+        }
+        cameras->erase(camera);
+    }
     return true;
 }
 

@@ -14,5 +14,8 @@ public:
     static bool parse(const QCoreApplication &app, SimulatorOptions *options, QString *error);
 
 private:
+    // --change and --remove, applied to the cameras made by --camera and --fleet.
+    static bool applyChanges(const QStringList &changes, const QStringList &removals, QList<CameraConfig> *cameras,
+                             QString *error);
     static bool parsePort(const QString &text, quint16 *port);
 };

@@ -59,7 +59,10 @@ WebResources::WebResources(const CameraConfig &camera)
     m_objects.insert(kStatus, m_content.status());
     m_arrays.insert(kApps, m_content.apps());
     m_objects.insert(kSystem, m_content.systemProperties());
-    m_objects.insert(kAnpr, m_content.anprProperties());
+    QJsonObject anpr = m_content.anprProperties();
+    for (auto change = camera.anprChanges.begin(); change != camera.anprChanges.end(); ++change)
+        anpr.insert(change.key(), change.value());
+    m_objects.insert(kAnpr, anpr);
     m_objects.insert(kAction, m_content.actionEventProperties());
     m_objects.insert(kRoi, m_content.roiProperties());
     m_arrays.insert(kActions, m_content.availableActions());

@@ -98,6 +98,17 @@ private slots:
         QVERIFY(field("leWebUser")->text().isEmpty());
     }
 
+    // A second program finds the site database in use, says so and works on without it.
+    void secondProgramRunsWithoutSiteMemory()
+    {
+        CameraClient second(nullptr, CameraClient::Network::Offline);
+        auto *status = second.findChild<QLabel *>(QStringLiteral("lbSiteStatus"));
+        QTRY_VERIFY(status->text().startsWith(QStringLiteral("Site memory is off: The site database")));
+        QVERIFY(status->text().contains(QStringLiteral("in use by another instance")));
+        QVERIFY(!second.findChild<QPushButton *>(QStringLiteral("pbHistory"))->isEnabled());
+        QVERIFY(m_window->findChild<QPushButton *>(QStringLiteral("pbHistory"))->isEnabled());
+    }
+
     void settingsSurviveARestart_data()
     {
         QTest::addColumn<bool>("byCloseAction");
@@ -108,8 +119,8 @@ private slots:
     void settingsSurviveARestart()
     {
         QFETCH(bool, byCloseAction);
-        const QStringList values{"not an address", "4801", "7", "5000", "admin", "web"};
-        const QStringList names{"leMulticastAddress", "leMulticastPort", "leTTL", "leUpdatePort", "leUser", "leWebUser"};
+        const QStringList values{"not an address", "4801", "7", "5000", "admin", "web", "Depot"};
+        const QStringList names{"leMulticastAddress", "leMulticastPort", "leTTL", "leUpdatePort", "leUser", "leWebUser", "leSite"};
         for (int i = 0; i < names.size(); ++i)
             field(names.at(i))->setText(values.at(i));
         field("lePassword")->setText(QStringLiteral("secret"));

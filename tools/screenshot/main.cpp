@@ -1,7 +1,9 @@
-// Takes the README's three pictures in one run: the main window after a scan whose cameras
-// have answered on the Web-API, the bulk dialog with chosen cameras and typed values, and the
-// live view showing a snapshot. Meant to run under Xvfb inside the network lab next to the
-// demo's simulated cameras (scripts/screenshot.sh); the Web-API login is the simulators' own.
+// Takes the README's pictures: in a first run the main window after a scan whose cameras have
+// answered on the Web-API, the bulk dialog with chosen cameras and typed values, and the live
+// view showing a snapshot; in a second run (--second-visit), next to the changed site of the
+// demo's second visit, the report of what changed since the first. Meant to run under Xvfb
+// inside the network lab next to the demo's simulated cameras (scripts/screenshot.sh); the
+// Web-API login is the simulators' own.
 #include "CameraClient.h"
 #include "MessageBox.h"
 
@@ -127,6 +129,51 @@ bool save(QWidget *window, const QString &path)
     return true;
 }
 
+// Waits until the visit that the window keeps of the scan is stored.
+bool waitForVisit(CameraClient &window)
+{
+    auto *status = widget<QLabel>(&window, "lbSiteStatus");
+    return status && waitUntil(QStringLiteral("the visit to be kept"), [&] { return !status->text().isEmpty(); });
+}
+
+bool readCameras(CameraClient &window, int expectedCameras)
+{
+    auto *view = widget<QTreeView>(&window, "tvCameras");
+    auto *user = widget<QLineEdit>(&window, "leWebUser");
+    auto *password = widget<QLineEdit>(&window, "leWebPassword");
+    auto *setCredentials = widget<QPushButton>(&window, "pbSetWebCredentials");
+    auto *scan = widget<QPushButton>(&window, "pbScan");
+    if (!view || !user || !password || !setCredentials || !scan)
+        return false;
+    const QAbstractItemModel *model = view->model();
+    user->setText(QStringLiteral("admin"));
+    password->setText(QStringLiteral("admin"));
+    MessageBox::setNextAnswer(QMessageBox::Ok);
+    setCredentials->click();
+    scan->click();
+    return waitUntil(QStringLiteral("the cameras"), [&] { return model->rowCount() >= expectedCameras; })
+        && waitUntil(QStringLiteral("the Web-API categories"),
+                     [&] { return categoriesFilled(model, {QStringLiteral("System"), QStringLiteral("ANPR")}); });
+}
+
+bool takeSiteReport(CameraClient &window, const QString &path)
+{
+    auto *whatChanged = widget<QPushButton>(&window, "pbWhatChanged");
+    if (!whatChanged
+        || !waitUntil(QStringLiteral("the report of what changed"), [&] { return whatChanged->isEnabled(); }))
+        return false;
+    whatChanged->click();
+    auto *dialog = widget<QDialog>(&window, "SiteReportDialog");
+    if (!dialog || !dialog->isVisible())
+        return false;
+    dialog->resize(900, 330);
+    if (auto *changes = widget<QTreeView>(dialog, "tvChanges")) {
+        for (int column = 0; column < changes->model()->columnCount(); ++column)
+            changes->resizeColumnToContents(column);
+    }
+    return save(dialog, path);
+}
+
 bool takeMainWindow(CameraClient &window, const QString &path, int expectedCameras)
 {
     auto *view = widget<QTreeView>(&window, "tvCameras");
@@ -241,10 +288,12 @@ int main(int argc, char *argv[])
     Q_INIT_RESOURCE(resources);
     QCoreApplication::setOrganizationName(QStringLiteral("Plexano"));
     QCoreApplication::setApplicationName(QStringLiteral("Activation-Service"));
-    const QStringList arguments = QCoreApplication::arguments();
+    QStringList arguments = QCoreApplication::arguments();
+    const bool secondVisit = arguments.removeAll(QStringLiteral("--second-visit")) > 0;
     if (arguments.size() != 3) {
-        std::fprintf(stderr, "usage: window-screenshot FOLDER CAMERA_COUNT\n"
-                             "writes main-window.png, bulk-dialog.png and live-view.png into FOLDER\n");
+        std::fprintf(stderr, "usage: window-screenshot [--second-visit] FOLDER CAMERA_COUNT\n"
+                             "writes main-window.png, bulk-dialog.png and live-view.png into FOLDER,\n"
+                             "with --second-visit site-report.png\n");
         return 2;
     }
     const QDir folder(arguments.at(1));
@@ -253,6 +302,8 @@ int main(int argc, char *argv[])
     CameraClient window;
     window.move(0, 0);
     window.show();
+    if (auto *site = widget<QLineEdit>(&window, "leSite"))
+        site->setText(QStringLiteral("Depot North"));
 
     // A box nobody expected would stop the run: say what it said and close it.
     QTimer boxWatch;
@@ -264,9 +315,13 @@ int main(int argc, char *argv[])
     });
     boxWatch.start(kPollInterval);
 
-    const bool taken = takeMainWindow(window, folder.filePath(QStringLiteral("main-window.png")), expectedCameras)
-                       && takeBulkDialog(window, folder.filePath(QStringLiteral("bulk-dialog.png")))
-                       && takeLiveView(window, folder.filePath(QStringLiteral("live-view.png")));
+    const bool taken = secondVisit
+                           ? readCameras(window, expectedCameras)
+                                 && takeSiteReport(window, folder.filePath(QStringLiteral("site-report.png")))
+                           : takeMainWindow(window, folder.filePath(QStringLiteral("main-window.png")), expectedCameras)
+                                 && takeBulkDialog(window, folder.filePath(QStringLiteral("bulk-dialog.png")))
+                                 && takeLiveView(window, folder.filePath(QStringLiteral("live-view.png")))
+                                 && waitForVisit(window);
     if (!taken || !g_failure.isEmpty()) {
         std::fprintf(stderr, "window-screenshot: %s\n", qPrintable(g_failure));
         return 1;
