@@ -19,6 +19,8 @@ using Kind = SiteChange::Kind;
 namespace {
 
 constexpr int kPerNetwork = 250;
+// Each fleet's second camera answers without a serial number, which discovery drops.
+constexpr int kListed = 2 * (kPerNetwork - 1);
 constexpr int kTimeoutMs = 180000;
 // Lab addresses above the fleets, for the cameras added and moved between the visits.
 constexpr int kAddedIndex = kPerNetwork;
@@ -53,7 +55,7 @@ private slots:
         QVERIFY(startSite({}, {}));
         DifferenceReport first = visit();
         QVERIFY(!first.hasEarlierVisit());
-        QCOMPARE(first.after.cameraCount, 2 * kPerNetwork);
+        QCOMPARE(first.after.cameraCount, kListed);
 
         QStringList changes[2];
         QStringList removals;
@@ -78,7 +80,7 @@ private slots:
         QVERIFY(startSite({changes[0], changes[1]}, {removals, {}}, added));
         const DifferenceReport second = visit();
         QCOMPARE(second.before.id, first.after.id);
-        QCOMPARE(second.after.cameraCount, 2 * kPerNetwork);
+        QCOMPARE(second.after.cameraCount, kListed);
         QCOMPARE(second.changes.size(), 25);
         for (const SiteChange &change : second.changes) {
             if (change.kind == Kind::Firmware) {
@@ -135,7 +137,7 @@ private:
         CameraModel *model = qobject_cast<CameraFilterModel *>(window.findChild<QTreeView *>("tvCameras")->model())->sourceModel();
         const auto allRead = [model] {
             const QList<QSharedPointer<CameraItem>> cameras = model->cameras();
-            return cameras.size() == 2 * kPerNetwork
+            return cameras.size() == kListed
                 && std::all_of(cameras.cbegin(), cameras.cend(), [](const QSharedPointer<CameraItem> &camera) {
                        for (int category = 0; category < CameraItem::CategoryCount; ++category) {
                            if (camera->categoryRow(CameraItem::Category(category))->document().isNull())
