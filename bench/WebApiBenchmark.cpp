@@ -5,7 +5,8 @@
 //   polling     availability polling of 1,000 cameras of which 100 never answer, for
 //               --minutes (default 5), resident memory sampled every 30 s
 //   live-scan   a live view at rate 0 on one camera while a scan runs: cameras listed within
-//               the first probe round, and pictures fetched meanwhile
+//               the first probe round, and pictures fetched meanwhile (NETLAB_CAMERA_COUNT=245
+//               for the 490-camera lab)
 // Run inside the lab, with room for 500 cameras per network for polling:
 //   NETLAB_CAMERA_COUNT=500 lab/netlab build/release/bench/web-api-benchmark SCENARIO
 #include "CameraAPI.h"
@@ -219,10 +220,12 @@ int liveScan()
     runUntil([&clock] { return clock.elapsed() >= 500; }, 1000);
     const int firstRound = int(found.size());
     const int picturesDuring = pictures - picturesBefore;
-    runUntil([&found, perNetwork] { return found.size() >= 2 * perNetwork; }, 10000);
+    // Each fleet's second camera answers without a serial number, which discovery drops.
+    const int listed = 2 * (perNetwork - 1);
+    runUntil([&found, listed] { return found.size() >= listed; }, 10000);
     std::printf("live-scan: %d of %d cameras listed in the first probe round (%d after %lld ms), %d pictures "
                 "fetched meanwhile at rate 0\n",
-                firstRound, 2 * perNetwork, int(found.size()), clock.elapsed(), picturesDuring);
+                firstRound, listed, int(found.size()), clock.elapsed(), picturesDuring);
     live.stop();
     worker.quit();
     worker.wait();
