@@ -7,7 +7,8 @@
 
 SiteCommand::SiteCommand(QObject *parent)
     : Command(parent)
-    , m_site(QStringLiteral("site"), QStringLiteral("The site, as named in the window or with --site."),
+    , m_site(QStringLiteral("site"),
+             QStringLiteral("The site, as named in the window or by scan --site and get --site."),
              QStringLiteral("NAME"))
     , m_json(QStringLiteral("json"), QStringLiteral("Print JSON (the default unless on a terminal)."))
 {

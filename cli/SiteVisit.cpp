@@ -43,7 +43,8 @@ bool SiteVisit::store(const QString &command, const QList<QSharedPointer<CameraI
     if (store.open(SiteStore::defaultPath()))
         visit = store.storeVisit(m_site, m_time, records);
     if (visit.id == 0) {
-        Output::note(QStringLiteral("camera-cli %1: visit of site '%2' not kept: %3").arg(command, m_site, store.errorString()));
+        Output::note(QStringLiteral("camera-cli %1: visit of site '%2' not kept: %3")
+                         .arg(command, m_site, store.errorString()));
         return false;
     }
     Output::note(QStringLiteral("camera-cli %1: visit %2 of site '%3' kept: %4 cameras")

@@ -35,8 +35,9 @@ QString Tool::usage() const
     for (const std::unique_ptr<Command> &command : m_commands)
         text += QStringLiteral("  %1%2\n").arg(command->name(), -10).arg(command->summary());
     text += QStringLiteral("\nSee camera-cli COMMAND --help. Exit status: 0 when every camera succeeded, 1 when any "
-                           "failed, 2 for a wrong command line.\nPasswords: CAMERA_WEB_PASSWORD, "
-                           "CAMERA_ADMIN_PASSWORD, --password-file, or a prompt on a terminal.\n");
+                           "failed (or the site memory cannot be used), 2 for a wrong command line.\n"
+                           "Passwords: CAMERA_WEB_PASSWORD, CAMERA_ADMIN_PASSWORD, --password-file, or a prompt on "
+                           "a terminal.\n");
     return text;
 }
 
