@@ -1,7 +1,6 @@
 #include "SiteSession.h"
 
 #include "CameraModel.h"
-#include "JsonItem.h"
 #include "ReportWriter.h"
 #include "SiteHistoryDialog.h"
 #include "SiteReportDialog.h"
@@ -19,22 +18,6 @@ const QString kDefaultSite = QStringLiteral("Default site");
 QString cameraKey(const CameraItem &camera)
 {
     return camera.serial() + QLatin1Char('@') + camera.addressText();
-}
-
-CameraRecord recordOf(const CameraItem &camera)
-{
-    CameraRecord record;
-    record.serial = camera.serial();
-    record.address = camera.addressText();
-    if (const QSharedPointer<Item> version = camera.versionRow()) {
-        for (const QSharedPointer<Item> &row : version->children())
-            record.discovery.insert(row->data(0).toString(), row->data(1).toString());
-    }
-    for (int category = 0; category < CameraItem::CategoryCount; ++category) {
-        if (const QSharedPointer<JsonItem> row = camera.categoryRow(static_cast<CameraItem::Category>(category)))
-            record.documents[category] = row->document();
-    }
-    return record;
 }
 
 } // namespace
@@ -117,7 +100,7 @@ QList<CameraRecord> SiteSession::visitCameras() const
     for (const QSharedPointer<CameraItem> &camera : m_model->cameras()) {
         std::tm lastConnection = camera->lastConnection();
         if (std::mktime(&lastConnection) >= visitStart || m_read.contains(cameraKey(*camera)))
-            cameras.append(recordOf(*camera));
+            cameras.append(CameraRecord::of(*camera));
     }
     return cameras;
 }

@@ -1,5 +1,6 @@
 #include "CameraClient.h"
 #include "OpenFilesLimit.h"
+#include "ProgramNames.h"
 
 #include <QApplication>
 
@@ -10,9 +11,7 @@ int main(int argc, char *argv[])
     OpenFilesLimit::raise();
     QApplication application(argc, argv);
     Q_INIT_RESOURCE(resources);
-    QCoreApplication::setOrganizationName(QStringLiteral("Plexano"));
-    QCoreApplication::setOrganizationDomain(QStringLiteral("plexano.com"));
-    QCoreApplication::setApplicationName(QStringLiteral("Activation-Service"));
+    ProgramNames::apply();
 
     CameraClient window;
     window.show();

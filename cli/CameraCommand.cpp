@@ -18,7 +18,8 @@ CameraCommand::CameraCommand(QObject *parent)
     connect(&m_scan, &CameraScan::finished, this, &CameraCommand::onScanned);
     connect(&m_results, &CameraResults::allSettled, this, [this] {
         Output::json(QJsonDocument(m_results.toJson(name())));
-        emit finished(m_results.failures() == 0 ? kSuccess : kFailure);
+        const bool afterwards = settled();
+        emit finished(m_results.failures() == 0 && afterwards ? kSuccess : kFailure);
     });
 }
 
@@ -73,11 +74,21 @@ void CameraCommand::start()
 void CameraCommand::onScanned()
 {
     const QList<QSharedPointer<CameraItem>> found = m_model.cameras();
-    const QList<QSharedPointer<CameraItem>> cameras = m_targets.select(found);
+    m_selected = m_targets.select(found);
     m_results.addMissing(m_targets.missing(found));
-    m_results.begin(cameras, deadline());
-    if (!cameras.isEmpty())
-        work(cameras);
+    m_results.begin(m_selected, deadline());
+    if (!m_selected.isEmpty())
+        work(m_selected);
+}
+
+bool CameraCommand::settled()
+{
+    return true;
+}
+
+QList<QSharedPointer<CameraItem>> CameraCommand::selected() const
+{
+    return m_selected;
 }
 
 CameraResults &CameraCommand::results()

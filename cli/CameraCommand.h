@@ -34,6 +34,12 @@ protected:
     virtual int deadline() const;
     // Starts the work on the cameras; each owes one answer to results() from the start.
     virtual void work(const QList<QSharedPointer<CameraItem>> &cameras) = 0;
+    // Once every camera is settled and the result printed; false when what the command does
+    // after the cameras failed (it says why).
+    virtual bool settled();
+
+    // The cameras the command worked on.
+    QList<QSharedPointer<CameraItem>> selected() const;
 
     CameraResults &results();
     CameraModel &model();
@@ -56,4 +62,5 @@ private:
     CameraModel m_model;
     CameraScan m_scan{&m_model};
     CameraResults m_results;
+    QList<QSharedPointer<CameraItem>> m_selected;
 };

@@ -31,10 +31,14 @@ void GetCommand::addCommandOptions(QCommandLineParser &parser)
     m_category.setDescription(QStringLiteral("Read these categories, comma-separated (default all): %1.")
                                   .arg(names.join(QStringLiteral(", "))));
     parser.addOption(m_category);
+    m_visit.add(parser);
 }
 
 QString GetCommand::prepareCommand(const QCommandLineParser &parser)
 {
+    const QString error = m_visit.read(parser);
+    if (!error.isEmpty())
+        return error;
     if (!parser.isSet(m_category)) {
         m_categories = CategoryReads::all();
         return {};
@@ -67,4 +71,12 @@ void GetCommand::onResource(const QSharedPointer<CameraItem> &camera, const QStr
         return;
     const QJsonValue value = document.isArray() ? QJsonValue(document.array()) : QJsonValue(document.object());
     results().store(camera, QStringLiteral("categories"), CategoryReads::nameOf(category), value);
+    // The visit keeps what the camera's rows hold, as in the window.
+    if (m_visit.isWanted())
+        model().attachResource(camera, path, document);
+}
+
+bool GetCommand::settled()
+{
+    return !m_visit.isWanted() || m_visit.store(name(), selected());
 }

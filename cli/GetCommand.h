@@ -1,5 +1,6 @@
 #pragma once
 
+#include "SiteVisit.h"
 #include "WebCommand.h"
 
 #include <QCommandLineOption>
@@ -20,10 +21,12 @@ protected:
     void addCommandOptions(QCommandLineParser &parser) override;
     QString prepareCommand(const QCommandLineParser &parser) override;
     int loggedIn(const QSharedPointer<CameraItem> &camera) override;
+    bool settled() override;
 
 private:
     void onResource(const QSharedPointer<CameraItem> &camera, const QString &path, const QJsonDocument &document);
 
     QCommandLineOption m_category;
     QList<CameraItem::Category> m_categories;
+    SiteVisit m_visit;
 };

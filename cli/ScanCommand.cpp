@@ -34,6 +34,7 @@ void ScanCommand::addOptions(QCommandLineParser &parser)
 {
     m_probe.add(parser);
     parser.addOptions({m_json, m_jsonl});
+    m_visit.add(parser);
 }
 
 QString ScanCommand::prepare(const QCommandLineParser &parser)
@@ -46,6 +47,9 @@ QString ScanCommand::prepare(const QCommandLineParser &parser)
         m_format = Format::Lines;
     else if (!parser.isSet(m_json) && Output::stdoutIsTerminal())
         m_format = Format::Table;
+    const QString error = m_visit.read(parser);
+    if (!error.isEmpty())
+        return error;
     return m_probe.read(parser);
 }
 
@@ -83,7 +87,7 @@ void ScanCommand::onFinished()
     } else if (m_format == Format::Table) {
         printTable();
     }
-    emit finished(kSuccess);
+    emit finished(!m_visit.isWanted() || m_visit.store(name(), cameras) ? kSuccess : kFailure);
 }
 
 void ScanCommand::printTable() const

@@ -4,6 +4,7 @@
 #include "CameraScan.h"
 #include "Command.h"
 #include "ProbeOptions.h"
+#include "SiteVisit.h"
 
 #include <QCommandLineOption>
 
@@ -35,6 +36,7 @@ private:
     QCommandLineOption m_json;
     QCommandLineOption m_jsonl;
     Format m_format = Format::Json;
+    SiteVisit m_visit;
     CameraModel m_model;
     CameraScan m_scan{&m_model};
 };

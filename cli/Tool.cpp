@@ -1,6 +1,8 @@
 #include "Tool.h"
 
+#include "DiffCommand.h"
 #include "GetCommand.h"
+#include "HistoryCommand.h"
 #include "Output.h"
 #include "ScanCommand.h"
 #include "SetCommand.h"
@@ -17,6 +19,8 @@ Tool::Tool(QObject *parent)
     m_commands.push_back(std::make_unique<SetCommand>());
     m_commands.push_back(std::make_unique<UpdateCommand>());
     m_commands.push_back(std::make_unique<SnapshotCommand>());
+    m_commands.push_back(std::make_unique<HistoryCommand>());
+    m_commands.push_back(std::make_unique<DiffCommand>());
     for (const std::unique_ptr<Command> &command : m_commands)
         connect(command.get(), &Command::finished, this, &Tool::finished);
 }
@@ -26,12 +30,14 @@ Tool::~Tool() = default;
 QString Tool::usage() const
 {
     QString text = QStringLiteral("Usage: camera-cli COMMAND [OPTIONS] [SERIAL|ADDRESS...]\n\n"
-                                  "Finds, reads, changes and updates cameras from scripts. Commands:\n");
+                                  "Finds, reads, changes and updates cameras from scripts, and tells what changed on a "
+                                  "site since an earlier visit. Commands:\n");
     for (const std::unique_ptr<Command> &command : m_commands)
         text += QStringLiteral("  %1%2\n").arg(command->name(), -10).arg(command->summary());
     text += QStringLiteral("\nSee camera-cli COMMAND --help. Exit status: 0 when every camera succeeded, 1 when any "
-                           "failed, 2 for a wrong command line.\nPasswords: CAMERA_WEB_PASSWORD, "
-                           "CAMERA_ADMIN_PASSWORD, --password-file, or a prompt on a terminal.\n");
+                           "failed (or the site memory cannot be used), 2 for a wrong command line.\n"
+                           "Passwords: CAMERA_WEB_PASSWORD, CAMERA_ADMIN_PASSWORD, --password-file, or a prompt on "
+                           "a terminal.\n");
     return text;
 }
 

@@ -1,4 +1,5 @@
 #include "OpenFilesLimit.h"
+#include "ProgramNames.h"
 #include "Tool.h"
 
 #include <QCoreApplication>
@@ -8,7 +9,8 @@ int main(int argc, char *argv[])
     // Every camera holds connections open, as in the window.
     OpenFilesLimit::raise();
     QCoreApplication application(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("camera-cli"));
+    // The window's names, so that --site finds the window's site memory.
+    ProgramNames::apply();
 
     Tool tool;
     QObject::connect(&tool, &Tool::finished, &application, &QCoreApplication::exit, Qt::QueuedConnection);

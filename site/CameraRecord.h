@@ -16,4 +16,7 @@ struct CameraRecord
     QString address;
     QMap<QString, QString> discovery;
     std::array<QJsonDocument, CameraItem::CategoryCount> documents;
+
+    // What the camera's rows hold now; the window and the command-line tool keep visits alike.
+    static CameraRecord of(const CameraItem &camera);
 };

@@ -14,14 +14,14 @@ QString csvField(const QString &text)
     return QLatin1Char('"') + quoted + QLatin1Char('"');
 }
 
-QJsonObject visitObject(const VisitInfo &visit)
+} // namespace
+
+QJsonObject ReportWriter::json(const VisitInfo &visit)
 {
     return QJsonObject{{QStringLiteral("id"), visit.id},
                        {QStringLiteral("time"), visit.time.toUTC().toString(Qt::ISODate)},
                        {QStringLiteral("cameras"), visit.cameraCount}};
 }
-
-} // namespace
 
 QString ReportWriter::visitTime(const VisitInfo &visit)
 {
@@ -85,7 +85,7 @@ QJsonObject ReportWriter::json(const DifferenceReport &report)
                                    {QStringLiteral("after"), change.after}});
     }
     return QJsonObject{{QStringLiteral("site"), report.after.site},
-                       {QStringLiteral("before"), visitObject(report.before)},
-                       {QStringLiteral("after"), visitObject(report.after)},
+                       {QStringLiteral("before"), json(report.before)},
+                       {QStringLiteral("after"), json(report.after)},
                        {QStringLiteral("changes"), changes}};
 }

@@ -13,6 +13,8 @@ public:
     static QByteArray csv(const DifferenceReport &report);
     static QByteArray html(const DifferenceReport &report);
     static QJsonObject json(const DifferenceReport &report);
+    // A visit as the JSON report gives it: id, time (UTC) and camera count.
+    static QJsonObject json(const VisitInfo &visit);
     // The report's date of a visit, e.g. "2026-11-23 21:58".
     static QString visitTime(const VisitInfo &visit);
 };

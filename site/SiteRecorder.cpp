@@ -48,15 +48,13 @@ void SiteRecorder::compare(qint64 before, qint64 after)
 {
     if (!m_store)
         return;
-    DifferenceReport report;
-    report.before = m_store->visit(before);
-    report.after = m_store->visit(after);
-    if (report.before.id == 0 || report.after.id == 0) {
+    const VisitInfo earlier = m_store->visit(before);
+    const VisitInfo later = m_store->visit(after);
+    if (earlier.id == 0 || later.id == 0) {
         emit failed(QStringLiteral("The visits to compare are no longer stored."));
         return;
     }
-    report.changes = SiteDifference::compare(m_store->cameras(before), m_store->cameras(after));
-    emit compared(report);
+    emit compared(m_store->compare(earlier, later));
 }
 
 void SiteRecorder::remove(const QString &site, const QList<qint64> &ids)

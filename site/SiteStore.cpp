@@ -1,5 +1,7 @@
 #include "SiteStore.h"
 
+#include "SiteDifference.h"
+
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFileInfo>
@@ -410,6 +412,11 @@ VisitInfo SiteStore::previousVisit(const VisitInfo &visit) const
         QStringLiteral("site = ? AND (time < ? OR (time = ? AND id < ?))"),
         {visit.site, visit.time.toMSecsSinceEpoch(), visit.time.toMSecsSinceEpoch(), visit.id});
     return earlier.isEmpty() ? VisitInfo() : earlier.constLast();
+}
+
+DifferenceReport SiteStore::compare(const VisitInfo &before, const VisitInfo &after) const
+{
+    return {before, after, SiteDifference::compare(cameras(before.id), cameras(after.id))};
 }
 
 QList<CameraRecord> SiteStore::cameras(qint64 visitId) const

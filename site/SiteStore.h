@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CameraRecord.h"
+#include "DifferenceReport.h"
 #include "VisitInfo.h"
 
 #include <QDateTime>
@@ -54,6 +55,8 @@ public:
     // The latest visit of the same site before this one; id 0 when there is none.
     VisitInfo previousVisit(const VisitInfo &visit) const;
     QList<CameraRecord> cameras(qint64 visitId) const;
+    // What changed between two stored visits.
+    DifferenceReport compare(const VisitInfo &before, const VisitInfo &after) const;
     bool removeVisits(const QList<qint64> &ids);
 
 private:

@@ -48,6 +48,9 @@ private slots:
     void set();
     void update();
     void snapshot();
+    void siteMemory();
+    void siteFailures_data();
+    void siteFailures();
     void badUsage_data();
     void badUsage();
 
@@ -55,22 +58,34 @@ private:
     Run run(const QStringList &arguments, const QProcessEnvironment &environment = passwords()) const;
     static QProcessEnvironment passwords();
     QJsonObject outcome(const Run &result, const QString &serial) const;
+    QProcessEnvironment siteEnvironment() const;
+    bool startSimulator(const QStringList &changes = {});
     void verifySchema(const QJsonValue &value, const QString &definition) const;
 
     std::unique_ptr<SimulatorProcess> m_simulator;
     JsonSchema m_schema;
     QTemporaryDir m_files;
+    QTemporaryDir m_data;
 };
 
 void tst_CameraCliLab::initTestCase()
 {
     QVERIFY(m_schema.load(QStringLiteral(CAMERA_CLI_SCHEMA)));
     LAB_REQUIRED();
+    m_simulator = std::make_unique<SimulatorProcess>();
+    QVERIFY(startSimulator());
+}
+
+bool tst_CameraCliLab::startSimulator(const QStringList &changes)
+{
     QStringList texts;
     for (int i = 0; i < kCameras.size(); ++i)
         texts << Lab::cameraText(1, i, kCameras.at(i).first, kCameras.at(i).second);
-    m_simulator = std::make_unique<SimulatorProcess>();
-    QVERIFY(m_simulator->start(1, texts));
+    QStringList arguments;
+    for (const QString &change : changes)
+        arguments << QStringLiteral("--change") << change;
+    m_simulator->stop();
+    return m_simulator->start(1, texts, arguments);
 }
 
 void tst_CameraCliLab::cleanupTestCase()
@@ -100,6 +115,14 @@ Run tst_CameraCliLab::run(const QStringList &arguments, const QProcessEnvironmen
     result.out = process.readAllStandardOutput();
     result.err = process.readAllStandardError();
     return result;
+}
+
+// The site memory lives in the data folder; the test's own keeps the user's out of reach.
+QProcessEnvironment tst_CameraCliLab::siteEnvironment() const
+{
+    QProcessEnvironment environment = passwords();
+    environment.insert(QStringLiteral("XDG_DATA_HOME"), m_data.path());
+    return environment;
 }
 
 QJsonObject tst_CameraCliLab::outcome(const Run &result, const QString &serial) const
@@ -245,6 +268,95 @@ void tst_CameraCliLab::snapshot()
     QFile image(m_files.filePath(QStringLiteral("GOOD1_%1.png").arg(Lab::cameraIPv4(1, 0).toString())));
     QVERIFY(image.open(QIODevice::ReadOnly));
     QVERIFY(image.readAll().startsWith("\x89PNG"));
+}
+
+void tst_CameraCliLab::siteMemory()
+{
+    LAB_REQUIRED();
+    // A fresh simulator: the commands before may have changed what the visits compare.
+    QVERIFY(startSimulator());
+    const QStringList get{QStringLiteral("get"), QStringLiteral("GOOD1"), QStringLiteral("GOOD2"),
+                          QStringLiteral("--category"), QStringLiteral("anpr,system"), QStringLiteral("--site"),
+                          QStringLiteral("Depot")};
+    const Run first = run(get, siteEnvironment());
+    QCOMPARE(first.exitCode, 0);
+    QVERIFY2(first.err.contains("visit 1 of site 'Depot' kept: 2 cameras"), first.err.constData());
+    QVERIFY(startSimulator({QStringLiteral("serial=GOOD2,anpr.min_height=42")}));
+    QCOMPARE(run(get, siteEnvironment()).exitCode, 0);
+
+    const Run diff = run({QStringLiteral("diff"), QStringLiteral("--site"), QStringLiteral("Depot")}, siteEnvironment());
+    QCOMPARE(diff.exitCode, 0);
+    const QJsonObject report = diff.json().object();
+    verifySchema(report, QStringLiteral("diff"));
+    const QJsonArray changes = report.value(QLatin1String("changes")).toArray();
+    QCOMPARE(changes.size(), 1);
+    const QJsonObject change = changes.at(0).toObject();
+    QCOMPARE(change.value(QLatin1String("kind")).toString(), QStringLiteral("anpr"));
+    QCOMPARE(change.value(QLatin1String("serial")).toString(), QStringLiteral("GOOD2"));
+    QCOMPARE(change.value(QLatin1String("property")).toString(), QStringLiteral("min_height"));
+    QCOMPARE(change.value(QLatin1String("after")).toString(), QStringLiteral("42"));
+    QCOMPARE(report.value(QLatin1String("before")).toObject().value(QLatin1String("id")).toInt(), 1);
+
+    const Run scan = run({QStringLiteral("scan"), QStringLiteral("--seconds"), QStringLiteral("1"),
+                          QStringLiteral("--site"), QStringLiteral("Depot")},
+                         siteEnvironment());
+    QCOMPARE(scan.exitCode, 0);
+    const Run history = run({QStringLiteral("history"), QStringLiteral("--site"), QStringLiteral("Depot")},
+                            siteEnvironment());
+    QCOMPARE(history.exitCode, 0);
+    verifySchema(history.json().object(), QStringLiteral("history"));
+    QList<int> cameras;
+    for (const QJsonValue &visit : history.json().object().value(QLatin1String("visits")).toArray())
+        cameras << visit.toObject().value(QLatin1String("cameras")).toInt();
+    QCOMPARE(cameras, (QList<int>{2, 2, int(kCameras.size())}));
+
+    const Run named = run({QStringLiteral("diff"), QStringLiteral("--site"), QStringLiteral("Depot"),
+                           QStringLiteral("--csv"), QStringLiteral("1"), QStringLiteral("2")},
+                          siteEnvironment());
+    QCOMPARE(named.exitCode, 0);
+    QCOMPARE(named.out.count('\n'), 2);
+}
+
+void tst_CameraCliLab::siteFailures_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("history of an unknown site")
+        << QStringList{QStringLiteral("history"), QStringLiteral("--site"), QStringLiteral("Harbour")} << 1
+        << QStringLiteral("camera-cli history: no visit of site 'Harbour' is stored");
+    QTest::newRow("one visit to compare")
+        << QStringList{QStringLiteral("diff"), QStringLiteral("--site"), QStringLiteral("Yard")} << 1
+        << QStringLiteral("camera-cli diff: only one visit of site 'Yard' stored: nothing to compare");
+    QTest::newRow("unknown visit")
+        << QStringList{QStringLiteral("diff"), QStringLiteral("--site"), QStringLiteral("Yard"), QStringLiteral("1"),
+                       QStringLiteral("7")}
+        << 2 << QStringLiteral("camera-cli diff: no visit 7 of site 'Yard' is stored; see camera-cli history --site 'Yard'");
+    QTest::newRow("missing site") << QStringList{QStringLiteral("diff")} << 2
+                                  << QStringLiteral("camera-cli diff: --site NAME is needed");
+    QTest::newRow("one visit named")
+        << QStringList{QStringLiteral("diff"), QStringLiteral("--site"), QStringLiteral("Yard"), QStringLiteral("1")}
+        << 2 << QStringLiteral("camera-cli diff: give two visits to compare, or none for the last two");
+}
+
+void tst_CameraCliLab::siteFailures()
+{
+    LAB_REQUIRED();
+    QFETCH(QStringList, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QString, message);
+    QTemporaryDir data;
+    QProcessEnvironment environment = passwords();
+    environment.insert(QStringLiteral("XDG_DATA_HOME"), data.path());
+    QCOMPARE(run({QStringLiteral("scan"), QStringLiteral("--seconds"), QStringLiteral("1"), QStringLiteral("--site"),
+                  QStringLiteral("Yard")},
+                 environment)
+                 .exitCode,
+             0);
+    const Run result = run(arguments, environment);
+    QCOMPARE(result.exitCode, exitCode);
+    QCOMPARE(QString::fromUtf8(result.err), message + QLatin1Char('\n'));
+    QVERIFY(result.out.isEmpty());
 }
 
 void tst_CameraCliLab::badUsage_data()

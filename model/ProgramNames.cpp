@@ -1,0 +1,10 @@
+#include "ProgramNames.h"
+
+#include <QCoreApplication>
+
+void ProgramNames::apply()
+{
+    QCoreApplication::setOrganizationName(QStringLiteral("Plexano"));
+    QCoreApplication::setOrganizationDomain(QStringLiteral("plexano.com"));
+    QCoreApplication::setApplicationName(QStringLiteral("Activation-Service"));
+}
